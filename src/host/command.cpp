@@ -1,0 +1,292 @@
+#include "command.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+extern char** environ;
+
+namespace host {
+
+namespace {
+
+constexpr const char* kNullDevice = "/dev/null";
+
+bool is_shell_word(const std::string& word)
+{
+    return word == "&" || word == "&>/dev/null" || word == ">/dev/null" || word == "2>/dev/null";
+}
+
+// Formats one conversion specification (from '%' to its conversion letter).
+std::string format_conversion(std::string spec, const Command::Value& value)
+{
+    char conversion = spec.back();
+    spec.pop_back();
+    while (!spec.empty() && (spec.back() == 'l' || spec.back() == 'h' || spec.back() == 'z'))
+        spec.pop_back();
+    char buffer[512];
+    if (conversion == 's') {
+        std::string text = value.kind == Command::Value::Text ? value.text
+                           : value.kind == Command::Value::Signed ? std::to_string(value.number)
+                                                                  : std::to_string(value.unsignedNumber);
+        std::string result(static_cast<size_t>(snprintf(nullptr, 0, (spec + "s").c_str(), text.c_str())), '\0');
+        snprintf(&result[0], result.size() + 1, (spec + "s").c_str(), text.c_str());
+        return result;
+    }
+    if (conversion == 'd' || conversion == 'i') {
+        long long number = value.kind == Command::Value::Unsigned ? static_cast<long long>(value.unsignedNumber)
+                                                                  : value.number;
+        snprintf(buffer, sizeof buffer, (spec + "lld").c_str(), number);
+    } else {
+        unsigned long long number = value.kind == Command::Value::Signed
+                                        ? static_cast<unsigned long long>(value.number)
+                                        : value.unsignedNumber;
+        snprintf(buffer, sizeof buffer, (spec + "ll" + conversion).c_str(), number);
+    }
+    return buffer;
+}
+
+std::string format_word(const std::string& word, const std::vector<Command::Value>& values, size_t& next)
+{
+    static const Command::Value kMissing(static_cast<const char*>(""));
+    std::string result;
+    for (size_t i = 0; i < word.size(); ++i) {
+        if (word[i] != '%') {
+            result += word[i];
+            continue;
+        }
+        if (i + 1 < word.size() && word[i + 1] == '%') {
+            result += '%';
+            ++i;
+            continue;
+        }
+        size_t end = word.find_first_of("diuxXos", i + 1);
+        if (end == std::string::npos) {
+            result += word.substr(i);
+            break;
+        }
+        const Command::Value& value = next < values.size() ? values[next] : kMissing;
+        ++next;
+        result += format_conversion(word.substr(i, end - i + 1), value);
+        i = end;
+    }
+    return result;
+}
+
+std::vector<std::string> split_words(const char* text)
+{
+    std::vector<std::string> words;
+    std::string word;
+    for (const char* p = text; *p != '\0'; ++p) {
+        if (*p == ' ' || *p == '\t') {
+            if (!word.empty())
+                words.push_back(word);
+            word.clear();
+        } else {
+            word += *p;
+        }
+    }
+    if (!word.empty())
+        words.push_back(word);
+    return words;
+}
+
+// Arguments as execvp wants them; built before any fork.
+class ArgumentVector {
+public:
+    explicit ArgumentVector(const std::vector<std::string>& arguments)
+    {
+        for (const std::string& argument : arguments)
+            pointers_.push_back(const_cast<char*>(argument.c_str()));
+        pointers_.push_back(nullptr);
+    }
+    char* const* get() const { return pointers_.data(); }
+    const char* program() const { return pointers_[0]; }
+
+private:
+    std::vector<char*> pointers_;
+};
+
+// Waits for the child as system(3) does. -1 with errno ECHILD when the child
+// was reaped by the kernel because SIGCHLD is ignored.
+int wait_for(pid_t pid)
+{
+    int status = 0;
+    while (waitpid(pid, &status, 0) == -1) {
+        if (errno != EINTR)
+            return -1;
+    }
+    return status;
+}
+
+int spawn_error_status(int error, const char* program)
+{
+    fprintf(stderr, "%s: %s\n", program, error == ENOENT ? "not found" : strerror(error));
+    return error == ENOENT ? kProgramNotFound : (126 << 8);
+}
+
+class SpawnActions {
+public:
+    SpawnActions() { posix_spawn_file_actions_init(&actions_); }
+    ~SpawnActions() { posix_spawn_file_actions_destroy(&actions_); }
+    SpawnActions(const SpawnActions&) = delete;
+    SpawnActions& operator=(const SpawnActions&) = delete;
+
+    void discard(const Command& command)
+    {
+        if (command.discardsOutput())
+            posix_spawn_file_actions_addopen(&actions_, STDOUT_FILENO, kNullDevice, O_WRONLY, 0);
+        if (command.discardsErrors())
+            posix_spawn_file_actions_addopen(&actions_, STDERR_FILENO, kNullDevice, O_WRONLY, 0);
+    }
+    void output_to(int fd) { posix_spawn_file_actions_adddup2(&actions_, fd, STDOUT_FILENO); }
+    const posix_spawn_file_actions_t* get() const { return &actions_; }
+
+private:
+    posix_spawn_file_actions_t actions_;
+};
+
+// A background command: an intermediate child starts the program and ends at
+// once, so the program is adopted by init and never becomes our zombie.
+int run_detached(const Command& command)
+{
+    ArgumentVector argv(command.arguments());
+    int nullFd = open(kNullDevice, O_RDWR | O_CLOEXEC);
+    pid_t child = fork();
+    if (child == -1) {
+        if (nullFd >= 0)
+            close(nullFd);
+        return -1;
+    }
+    if (child == 0) {
+        if (fork() == 0) {
+            if (nullFd >= 0) {
+                if (command.discardsOutput())
+                    dup2(nullFd, STDOUT_FILENO);
+                if (command.discardsErrors())
+                    dup2(nullFd, STDERR_FILENO);
+            }
+            execvp(argv.program(), argv.get());
+            _exit(127);
+        }
+        _exit(0);
+    }
+    if (nullFd >= 0)
+        close(nullFd);
+    return wait_for(child);
+}
+
+int spawn_and_wait(const Command& command, SpawnActions& actions)
+{
+    if (command.arguments().empty())
+        return 0;
+    ArgumentVector argv(command.arguments());
+    pid_t pid = 0;
+    int error = posix_spawnp(&pid, argv.program(), actions.get(), nullptr, argv.get(), environ);
+    if (error != 0)
+        return spawn_error_status(error, argv.program());
+    return wait_for(pid);
+}
+
+} // namespace
+
+Command Command::format(const char* text, const std::vector<Value>& values)
+{
+    Command command;
+    if (text == nullptr)
+        return command;
+    size_t next = 0;
+    for (const std::string& word : split_words(text)) {
+        std::string formatted = format_word(word, values, next);
+        command.words_.push_back(formatted);
+        if (!is_shell_word(word)) {
+            command.arguments_.push_back(formatted);
+            continue;
+        }
+        if (word == "&")
+            command.background_ = true;
+        if (word == "&>/dev/null" || word == ">/dev/null")
+            command.discardOutput_ = true;
+        if (word == "&>/dev/null" || word == "2>/dev/null")
+            command.discardErrors_ = true;
+    }
+    return command;
+}
+
+std::string Command::text() const
+{
+    std::string text;
+    for (const std::string& word : words_) {
+        if (!text.empty())
+            text += ' ';
+        text += word;
+    }
+    return text;
+}
+
+int run(const Command& command)
+{
+    int savedErrno = errno;
+    int status = 0;
+    if (command.background()) {
+        status = run_detached(command);
+    } else {
+        SpawnActions actions;
+        actions.discard(command);
+        status = spawn_and_wait(command, actions);
+    }
+    if (status != -1)
+        errno = savedErrno;
+    return status;
+}
+
+int run_into(const Command& command, int outputFd)
+{
+    int savedErrno = errno;
+    SpawnActions actions;
+    actions.discard(command);
+    actions.output_to(outputFd);
+    int status = spawn_and_wait(command, actions);
+    if (status != -1)
+        errno = savedErrno;
+    return status;
+}
+
+int capture(const Command& command, std::string& output, int* waitStatus)
+{
+    output.clear();
+    int fds[2];
+    if (pipe2(fds, O_CLOEXEC) == -1)
+        return -1;
+    SpawnActions actions;
+    actions.discard(command);
+    actions.output_to(fds[1]);
+    ArgumentVector argv(command.arguments());
+    pid_t pid = 0;
+    int error = command.arguments().empty()
+                    ? ENOENT
+                    : posix_spawnp(&pid, argv.program(), actions.get(), nullptr, argv.get(), environ);
+    close(fds[1]);
+    if (error == 0) {
+        char buffer[4096];
+        ssize_t n;
+        while ((n = read(fds[0], buffer, sizeof buffer)) != 0) {
+            if (n > 0)
+                output.append(buffer, static_cast<size_t>(n));
+            else if (errno != EINTR)
+                break;
+        }
+    }
+    close(fds[0]);
+    int status = error == 0 ? wait_for(pid) : spawn_error_status(error, argv.program() ? argv.program() : "");
+    if (waitStatus != nullptr)
+        *waitStatus = status;
+    return 0;
+}
+
+} // namespace host

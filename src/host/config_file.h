@@ -1,0 +1,78 @@
+// The one way configuration files are read and rewritten. Subsystems say which
+// lines change; this module says how a file is read, split and replaced.
+//
+// Reading follows the rules of the files' own readers: a line is what a
+// line-oriented C reader returns (cut at a NUL byte), a line whose first
+// character is '#' is a comment, and a key is found by a plain substring test.
+//
+// Every rewrite is atomic: the new content goes to a temporary file in the
+// same directory, is flushed to disk and renamed over the file, keeping its
+// mode and owner. A symbolic link keeps pointing at its (replaced) target; a
+// file with several hard links is rewritten in place, and restored when that
+// fails. A failed write leaves the old file exactly as it was.
+#ifndef LINNET_HOST_CONFIG_FILE_H
+#define LINNET_HOST_CONFIG_FILE_H
+
+#include <string>
+#include <vector>
+
+namespace host {
+
+// How a file must be openable for it to be read. The system's readers open
+// some files for reading and writing ("r+"), so a file the caller may not
+// write counts as missing there.
+enum class Access { Read, ReadWrite };
+
+bool read_file(const std::string& path, std::string& text, Access access = Access::Read);
+
+// Whether the read that meets the end of a file after its final line feed
+// yields one more, empty line. The rewrite loops that test for the end before
+// each read see it, and so add one empty line per rewrite.
+enum class FinalRead { Dropped, KeptAsEmptyLine };
+
+std::vector<std::string> split_lines(const std::string& text, FinalRead finalRead);
+// White-space separated words, as "%s" reads them.
+std::vector<std::string> split_words(const std::string& text);
+
+inline bool is_comment(const std::string& line)
+{
+    return !line.empty() && line[0] == '#';
+}
+inline bool contains(const std::string& text, const char* needle)
+{
+    return text.find(needle) != std::string::npos;
+}
+
+// Replaces the file's content as a whole (creating it when missing).
+// Returns 0, or 98 when the file cannot be written.
+int replace_file(const std::string& path, const std::string& content);
+// Appends text to the file (creating it when missing); 0 or 98.
+int append_to_file(const std::string& path, const std::string& text);
+
+// A key update of the start-on-boot, MTU and gateway kind: every line that
+// carries the key is replaced by `line`; when none does, `line` is appended.
+struct KeyUpdate {
+    std::string key;     // a line carries the key when it contains this text
+    std::string line;    // the complete replacement line, with its line feed
+    bool commentsCarryKey = true;
+    FinalRead finalRead = FinalRead::KeptAsEmptyLine;
+};
+
+// The new text of a file after the update.
+std::string apply_key_update(const std::string& oldText, const KeyUpdate& update);
+
+// Reads, updates and atomically rewrites the file. A file that cannot be
+// opened for reading and writing is replaced by `textWhenMissing` when one is
+// given, else the result is 98.
+int update_key_in_file(const std::string& path, const KeyUpdate& update,
+                       const std::string* textWhenMissing = nullptr);
+
+// Writes kept lines to a fixed scratch file, then copies the scratch file back
+// over the configuration file and removes it. 0, or 98 when either cannot be
+// written (the configuration file is then unchanged).
+int write_scratch(const char* scratchPath, const std::string& text);
+int copy_scratch_back(const char* scratchPath, const std::string& path);
+
+} // namespace host
+
+#endif

@@ -1,0 +1,33 @@
+// The two dialects of interface configuration files, as data: where the files
+// live, how values are written and which keys mean what. The distribution code
+// picks a dialect; subsystems never test the family themselves.
+#ifndef LINNET_HOST_DIALECT_H
+#define LINNET_HOST_DIALECT_H
+
+#include <string>
+
+namespace host {
+
+struct ConfigDialect {
+    const char* name;             // "redhat" or "suse"
+    const char* configDir;        // with its trailing '/'
+    bool quotedValues;            // KEY='value' instead of KEY=value
+    const char* pciIdsPath;       // the PCI ID database of the family
+    const char* startOnBootKey;   // ONBOOT or STARTMODE
+    const char* startOnBootYes;
+    const char* startOnBootNo;
+
+    // "KEY=value\n" or "KEY='value'\n".
+    std::string setting(const std::string& key, const std::string& value) const;
+    // The configuration directory followed by "ifcfg-" and the name.
+    std::string interface_file(const std::string& ifname) const;
+    // The SUSE family's system routes file.
+    std::string routes_file() const;
+};
+
+// The dialect of a distribution code; null for an unknown family.
+const ConfigDialect* dialect_for(int distro);
+
+} // namespace host
+
+#endif

@@ -1,0 +1,22 @@
+// Whether networking starts at boot and whether NetworkManager is in charge.
+#ifndef LINNET_HOST_SERVICES_H
+#define LINNET_HOST_SERVICES_H
+
+#include "mxlinnet.h"
+
+#include <dirent.h>
+
+constexpr const char* kNetworkSettingsPath = "/etc/sysconfig/network";
+constexpr const char* kSuseNetworkConfigPath = "/etc/sysconfig/network/config";
+
+// 0 when networking is enabled, 101 when not, 1 when the run level is below 2,
+// 98 when the run-level directory cannot be read.
+LINNET_EXPORT int CheckNetworkingEnabled(int distro);
+// SUSE family: 1 when NETWORKMANAGER= says yes, else 0. Others: 102 when
+// "service NetworkManager status" says it is running, else 0; 1 when the
+// command cannot be started. The run level is not used.
+LINNET_EXPORT int CheckNetworkManagerEnabled(int runLevel, int distro);
+// Directory-scan filter accepting every entry but "." and "..".
+LINNET_EXPORT int rc_filter(dirent const* entry);
+
+#endif

@@ -1,0 +1,4 @@
+#include "globals.h"
+
+unsigned int SIZEOFPOINTER = 0;
+char system_buf[kSystemBufSize];
