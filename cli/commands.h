@@ -1,0 +1,18 @@
+// The subcommands of linnet, one registration function per subsystem.
+#ifndef LINNET_CLI_COMMANDS_H
+#define LINNET_CLI_COMMANDS_H
+
+#include "output.h"
+
+#include <CLI/CLI.hpp>
+
+namespace cli {
+
+// Each registration adds its subcommands to `app`; a subcommand's callback
+// stores the exit status in `exitStatus`.
+void add_library_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
+void add_host_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
+
+} // namespace cli
+
+#endif
