@@ -1,0 +1,69 @@
+#!/usr/bin/env bash
+# Records the state of the real host that the testbed must never touch, and
+# later compares the host against that record. Run it OUTSIDE the testbed:
+#
+#   host_unchanged.sh snapshot FILE   # before the suite
+#   host_unchanged.sh compare FILE    # after it; exit 1 and a diff on change
+#
+# The record holds: interfaces and addresses (`ip -o link`, `ip -o addr`,
+# lifetimes dropped), routes, named network namespaces, IPv4 forwarding and
+# ICMP rate limit, the mount table, the listings of /tmp, /run and the names
+# in /dev, the listings of /usr/sbin and /usr/share (where the testbed puts
+# its stand-ins and pci.ids), and an md5 of every readable file under /etc.
+#
+# HOST_UNCHANGED_IGNORE, when set, is an extended regular expression; record
+# lines matching it are left out (for a machine whose own services write to
+# /tmp or /run while the suite runs).
+set -euo pipefail
+
+usage() {
+  echo "usage: $0 snapshot|compare FILE" >&2
+  exit 2
+}
+
+section() { printf '== %s\n' "$1"; }
+
+# `ip` prints address lifetimes that count down on DHCP hosts; they are not state we own.
+without_lifetimes() { sed -E 's/ +valid_lft [^ ]+ preferred_lft [^ ]+//'; }
+
+etc_checksums() {
+  find /etc -xdev -type f -readable -print0 2>/dev/null | sort -z |
+    xargs -0 -r md5sum 2>/dev/null || true
+}
+
+host_state() {
+  section "ip -o link";   ip -o link | sed -E 's/ state [A-Z]+//'
+  section "ip -o addr";   ip -o addr | without_lifetimes
+  section "ip route";     ip route
+  section "ip netns";     ip netns list
+  section "sysctl";       sysctl net.ipv4.ip_forward net.ipv4.icmp_ratelimit
+  section "mounts";       findmnt -rn -o TARGET,SOURCE,FSTYPE,OPTIONS | sort
+  section "ls /tmp /run"; ls -la --time-style=+%s /tmp /run
+  section "ls /dev";      ls -A /dev
+  section "ls /usr";      ls -la --time-style=+%s /usr/sbin /usr/share
+  section "md5 /etc";     etc_checksums
+}
+
+filtered_state() {
+  if [ -n "${HOST_UNCHANGED_IGNORE:-}" ]; then
+    host_state | grep -E -v -- "$HOST_UNCHANGED_IGNORE" || true
+  else
+    host_state
+  fi
+}
+
+[ $# -eq 2 ] || usage
+case "$1" in
+  snapshot)
+    filtered_state >"$2"
+    ;;
+  compare)
+    [ -r "$2" ] || { echo "$0: no snapshot at $2" >&2; exit 2; }
+    if ! diff -u "$2" <(filtered_state) >&2; then
+      echo "$0: the host changed since the snapshot $2 (diff above)" >&2
+      exit 1
+    fi
+    echo "host unchanged since $2"
+    ;;
+  *) usage ;;
+esac
