@@ -1,0 +1,137 @@
+// Rewrites of real configuration files on the simulated host: atomic under a
+// full or read-only file system, and the fixed /tmp files never followed.
+#include "testbed.h"
+
+#include "host/config_file.h"
+#include "host/dialect.h"
+#include "host/fixed_file.h"
+#include "interface/status.h"
+
+#include <fcntl.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr const char* kSmallDir = "/run/testbed-small";
+
+class SmallFileSystem {
+public:
+    explicit SmallFileSystem(const char* options)
+    {
+        mkdir(kSmallDir, 0755);
+        mounted_ = mount("tmpfs", kSmallDir, "tmpfs", 0, options) == 0;
+    }
+    ~SmallFileSystem()
+    {
+        if (mounted_)
+            umount2(kSmallDir, MNT_DETACH);
+        rmdir(kSmallDir);
+    }
+    bool mounted() const { return mounted_; }
+
+private:
+    bool mounted_ = false;
+};
+
+std::string in_small_dir(const char* name)
+{
+    return std::string(kSmallDir) + "/" + name;
+}
+
+// Fills the file system until no byte more fits.
+void fill_up()
+{
+    int fd = open(in_small_dir("filler").c_str(), O_WRONLY | O_CREAT, 0600);
+    std::string block(4096, 'f');
+    while (write(fd, block.data(), block.size()) > 0) {
+    }
+    while (write(fd, "f", 1) > 0) {
+    }
+    close(fd);
+}
+
+} // namespace
+
+TEST(ConfigFiles, FullFileSystemLeavesTheOldFileIntact)
+{
+    REQUIRE_TESTBED();
+    SmallFileSystem small("size=64k,mode=0755");
+    ASSERT_TRUE(small.mounted());
+    const std::string path = in_small_dir("ifcfg-eth0");
+    const std::string old = "DEVICE=eth0\nONBOOT=no\nMTU=1500\n";
+    testbed::write(path, old);
+    fill_up();
+
+    host::KeyUpdate update{"MTU", std::string(8000, 'M') + "\n"};
+    EXPECT_EQ(status::kFileOpen, host::update_key_in_file(path, update));
+    EXPECT_EQ(old, testbed::read(path));
+    EXPECT_EQ("filler\nifcfg-eth0\n", testbed::sh(std::string("ls -A ") + kSmallDir)) << "no temporary file left";
+
+    // Once there is room again the same rewrite lands whole.
+    testbed::remove(in_small_dir("filler"));
+    EXPECT_EQ(status::kSuccess, host::update_key_in_file(path, update));
+    EXPECT_EQ("DEVICE=eth0\nONBOOT=no\n" + update.line + "\n", testbed::read(path));
+}
+
+TEST(ConfigFiles, ReadOnlyFileSystemLeavesTheOldFileIntact)
+{
+    REQUIRE_TESTBED();
+    SmallFileSystem small("size=64k,mode=0755");
+    ASSERT_TRUE(small.mounted());
+    const std::string path = in_small_dir("ifcfg-eth0");
+    testbed::write(path, "DEVICE=eth0\nONBOOT=no\n");
+    ASSERT_EQ(0, mount(nullptr, kSmallDir, nullptr, MS_REMOUNT | MS_RDONLY, nullptr));
+
+    host::KeyUpdate update{"ONBOOT", "ONBOOT=yes\n"};
+    // The file cannot be opened for writing, so it counts as missing.
+    EXPECT_EQ(status::kFileOpen, host::update_key_in_file(path, update));
+    EXPECT_EQ(status::kFileOpen, host::replace_file(path, "DEVICE=eth0\n"));
+    EXPECT_EQ("DEVICE=eth0\nONBOOT=no\n", testbed::read(path));
+}
+
+TEST(ConfigFiles, FamilyFilesAreRewrittenInTheirOwnDialect)
+{
+    REQUIRE_TESTBED();
+    int distro = testbed::family() == "suse" ? 2 : testbed::family() == "unknown" ? -1 : 1;
+    const host::ConfigDialect* dialect = host::dialect_for(distro);
+    if (dialect == nullptr)
+        GTEST_SKIP() << "no configuration files on an unknown family";
+    const std::string path = dialect->interface_file("eth0");
+    testbed::FileGuard guard{path};
+    const std::string before = testbed::read(path);
+    ASSERT_FALSE(before.empty()) << path;
+    struct stat old;
+    ASSERT_EQ(0, stat(path.c_str(), &old));
+
+    host::KeyUpdate update{"MTU", dialect->setting("MTU", "9000")};
+    ASSERT_EQ(status::kSuccess, host::update_key_in_file(path, update));
+    const std::string after = testbed::read(path);
+    EXPECT_EQ(before + "\n" + (distro == 2 ? "MTU='9000'\n" : "MTU=9000\n"), after);
+    struct stat now;
+    ASSERT_EQ(0, stat(path.c_str(), &now));
+    EXPECT_EQ(old.st_mode, now.st_mode);
+    EXPECT_EQ(old.st_uid, now.st_uid);
+}
+
+TEST(ConfigFiles, FixedTmpNameNeverFollowsAPlantedLink)
+{
+    REQUIRE_TESTBED();
+    const std::string victim = "/etc/linnet-victim";
+    testbed::write(victim, "precious\n");
+    for (const char* name : {"/tmp/printlinkinfo", "/tmp/routelistinfo", "/tmp/tmpip", "/tmp/tmpresolv.conf",
+                             "/tmp/pinginfo", "/tmp/tracerouteinfo"}) {
+        testbed::remove(name);
+        ASSERT_EQ(0, symlink(victim.c_str(), name));
+        ASSERT_TRUE(host::write_fixed_file(name, "scratch\n")) << name;
+        struct stat info;
+        ASSERT_EQ(0, lstat(name, &info));
+        EXPECT_TRUE(S_ISREG(info.st_mode)) << name;
+        EXPECT_EQ(0600u, info.st_mode & 0777) << name;
+        EXPECT_EQ("scratch\n", testbed::read(name));
+        host::remove_fixed_file(name);
+    }
+    EXPECT_EQ("precious\n", testbed::read(victim));
+    testbed::remove(victim);
+}

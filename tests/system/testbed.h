@@ -1,0 +1,49 @@
+// Helpers for tests that run inside the simulated host made by scripts/testbed.
+#ifndef LINNET_TESTS_SYSTEM_TESTBED_H
+#define LINNET_TESTS_SYSTEM_TESTBED_H
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+
+namespace testbed {
+
+// The simulated family ("redhat", "suse", "xenserver", "unknown"), or "" when
+// the test does not run inside the testbed.
+std::string family();
+
+std::string read(const std::string& path);
+bool exists(const std::string& path);
+void write(const std::string& path, const std::string& content);
+void remove(const std::string& path);
+
+// What the recording stand-ins logged, and what reached the system log.
+std::string calls_log();
+std::string system_log();
+
+// Output of a command run through the shell (test set-up only).
+std::string sh(const std::string& command);
+
+// Saves files on construction and puts them back (or removes them) on
+// destruction, so tests that edit the simulated host leave it as they found it.
+class FileGuard {
+public:
+    explicit FileGuard(std::initializer_list<std::string> paths);
+    ~FileGuard();
+    FileGuard(const FileGuard&) = delete;
+    FileGuard& operator=(const FileGuard&) = delete;
+
+private:
+    std::map<std::string, std::pair<bool, std::string>> saved_;
+};
+
+} // namespace testbed
+
+#define REQUIRE_TESTBED()                                                                  \
+    do {                                                                                   \
+        if (testbed::family().empty())                                                     \
+            GTEST_SKIP() << "runs only inside the simulated host (scripts/testbed)";       \
+    } while (0)
+
+#endif
