@@ -231,6 +231,12 @@ public:
     // True when NetworkManager is running and would override file edits.
     bool isNetworkManagerEnabled();
 
+    // The host's adapters as 721-byte entries; *len receives the byte count.
+    int GetNetworkAdapters(void* buf, unsigned int* len);
+
+    // The bodies of the operations above.
+    int GetNetworkAdaptersWrapper(void* buf, unsigned int* len);
+
 private:
     friend int linnet_report_failure(NetworkAdapter& adapter, int code);
 

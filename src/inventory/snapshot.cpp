@@ -1,0 +1,62 @@
+#include "snapshot.h"
+
+#include "host/command.h"
+#include "host/fixed_file.h"
+#include "interface/lists.h"
+#include "interface/status.h"
+
+#include <fstream>
+#include <unistd.h>
+
+int _GetNetworkAdaptors(char const* path)
+{
+    if (path == nullptr)
+        return 0;
+    int fd = host::create_fixed_file(path);
+    if (fd < 0)
+        return 0;
+    host::run_into(host::Command::format("ip addr show"), fd);
+    close(fd);
+    return 0;
+}
+
+int populate_struct_from_file(_NetworkDevice** list, int withAddresses)
+{
+    std::ifstream snapshot(kLinkSnapshotPath);
+    if (!snapshot || list == nullptr || *list == nullptr)
+        return 0;
+    return inventory::parse_link_snapshot(snapshot, list, withAddresses);
+}
+
+int GetNetworkAdapterDetails(_NetworkDevice** list, unsigned char* count, int withAddresses)
+{
+    if (list == nullptr)
+        return status::kFailure;
+    _NetworkDevice* first = new_device_node();
+    *list = first;
+    if (first == nullptr)
+        return status::kNoMemory;
+    _GetNetworkAdaptors(kLinkSnapshotPath);
+    int result = populate_struct_from_file(list, withAddresses);
+    _NetworkDevice* reached = *list;
+    *list = first;
+    host::remove_fixed_file(kLinkSnapshotPath);
+    if (result == -1) {
+        // Only the records from the one reached on are freed here; the caller
+        // frees the list it holds, so the reached record is unlinked first.
+        _NetworkDevice* before = first;
+        while (before != reached && before->next != reached)
+            before = before->next;
+        if (before != reached)
+            before->next = nullptr;
+        else
+            *list = nullptr;
+        free_NetDev_List(reached);
+        if (count != nullptr)
+            *count = 0;
+        return status::kFailure;
+    }
+    if (count != nullptr)
+        *count = static_cast<unsigned char>(result);
+    return status::kSuccess;
+}

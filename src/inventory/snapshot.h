@@ -1,0 +1,28 @@
+// The adapter list, built from a snapshot of "ip addr show".
+#ifndef LINNET_INVENTORY_SNAPSHOT_H
+#define LINNET_INVENTORY_SNAPSHOT_H
+
+#include "mxlinnet.h"
+
+#include <istream>
+
+constexpr const char* kLinkSnapshotPath = "/tmp/printlinkinfo";
+
+// Builds the adapter list (with each adapter's IPv4 addresses when
+// `withAddresses` is nonzero). The caller frees *list with free_NetDev_List
+// in every case. 0, 99 (no memory for the first record) or 1.
+LINNET_EXPORT int GetNetworkAdapterDetails(_NetworkDevice** list, unsigned char* count, int withAddresses);
+// Writes the output of "ip addr show" to `path`; returns 0.
+extern "C" LINNET_EXPORT int _GetNetworkAdaptors(char const* path);
+// Parses the snapshot file into the list that starts at *list, moving *list
+// to the last record. Returns the number of adapters (a byte's worth), -1 or 99.
+LINNET_EXPORT int populate_struct_from_file(_NetworkDevice** list, int withAddresses);
+
+namespace inventory {
+
+// The parser itself, over any stream of snapshot text.
+int parse_link_snapshot(std::istream& snapshot, _NetworkDevice** list, int withAddresses);
+
+} // namespace inventory
+
+#endif

@@ -1,0 +1,318 @@
+// The parser of the link snapshot: a line-by-line state machine over the
+// output of "ip addr show". Its substring rules are the system's behaviour:
+// a header line is one holding a kept-interface marker, any line holding "lo"
+// outside a kept interface is taken for the loopback block, an empty line ends
+// the snapshot and a line that is not an address ends an address block.
+#include "snapshot.h"
+
+#include "details.h"
+#include "interface/conversions.h"
+#include "interface/lists.h"
+#include "interface/status.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace inventory {
+
+namespace {
+
+// Headers of the kept interfaces, tried in this order.
+constexpr const char* kHeaderMarkers[] = {": eth", ": bond", ": vlan", ": xenbr", ": vif"};
+constexpr const char* kBypassMark = " (bypass interface)";
+constexpr size_t kMacTextChars = 17;
+// An address is read from at most this many characters of its text.
+constexpr size_t kAddressTextChars = 15;
+
+enum LineState { kOutside = 0, kLoopback = 1, kKeptInterface = 2, kTunnel = 3 };
+enum DevState { kExpectHeader = 0, kExpectLink = 1, kReadingAddresses = 2 };
+
+bool has(const std::string& line, const char* text)
+{
+    return line.find(text) != std::string::npos;
+}
+
+bool is_header(const std::string& line)
+{
+    for (const char* marker : kHeaderMarkers) {
+        if (has(line, marker))
+            return true;
+    }
+    return false;
+}
+
+// Lines that current iproute2 prints and the snapshot format did not have:
+// address lifetimes and alternative names. They carry nothing a record holds.
+bool is_annotation(const std::string& line)
+{
+    size_t start = line.find_first_not_of(" \t");
+    if (start == std::string::npos)
+        return false;
+    return line.compare(start, 10, "valid_lft ") == 0 || line.compare(start, 8, "altname ") == 0;
+}
+
+class SnapshotParser {
+public:
+    SnapshotParser(_NetworkDevice** list, int withAddresses) : list_(list), withAddresses_(withAddresses) {}
+
+    // Returns devCount, -1 or 99.
+    int parse(std::istream& snapshot)
+    {
+        std::string line;
+        while (std::getline(snapshot, line)) {
+            line = line.substr(0, line.find('\0'));
+            if (line.empty())
+                break;
+            if (has(line, ".bak") || is_annotation(line))
+                continue;
+            int result = take(line);
+            if (result != status::kSuccess)
+                return result;
+        }
+        return devCount_;
+    }
+
+private:
+    int take(const std::string& line)
+    {
+        if (devState_ == kReadingAddresses && lineState_ == kKeptInterface) {
+            if (!has(line, "inet ") && is_header(line))
+                return start_next_interface(line);
+            return dispatch(line);
+        }
+        if (has(line, "lo")) {
+            lineState_ = kLoopback;
+            return status::kSuccess;
+        }
+        if (has(line, "sit")) {
+            lineState_ = kTunnel;
+            return status::kSuccess;
+        }
+        if (is_header(line)) {
+            if (devCount_ == 0 || devState_ != kExpectHeader)
+                return dispatch(line);
+            return start_next_interface(line);
+        }
+        return lineState_ == kKeptInterface ? dispatch(line) : status::kSuccess;
+    }
+
+    int start_next_interface(const std::string& line)
+    {
+        if (has(line, ": bond") && has(line, "noop")) {
+            lineState_ = devState_ = 0;
+            return status::kSuccess;
+        }
+        _NetworkDevice* record = new_device_node();
+        if (record == nullptr)
+            return status::kNoMemory;
+        (*list_)->next = record;
+        *list_ = record;
+        addrCount_ = 0;
+        return parse_header(line);
+    }
+
+    int dispatch(const std::string& line)
+    {
+        switch (devState_) {
+        case kExpectHeader:
+            return parse_header(line);
+        case kExpectLink:
+            parse_link(line);
+            return status::kSuccess;
+        default:
+            if (withAddresses_ != 0 && has(line, "inet "))
+                return parse_address(line);
+            lineState_ = devState_ = 0;
+            return status::kSuccess;
+        }
+    }
+
+    int parse_header(const std::string& line)
+    {
+        size_t marker = std::string::npos;
+        for (const char* candidate : kHeaderMarkers) {
+            marker = line.find(candidate);
+            if (marker != std::string::npos)
+                break;
+        }
+        if (marker == std::string::npos)
+            return -1;
+        _NetworkDevice* dev = *list_;
+        std::string name = line.substr(marker + 2);
+        name = name.substr(0, name.find(':'));
+        copy_field(dev->ifName, sizeof dev->ifName, name.c_str());
+        copy_field(dev->ifNameCopy, sizeof dev->ifNameCopy, name.c_str());
+        name = dev->ifName;
+
+        std::string flags = header_flags(line);
+        dev->isEnabled = has(flags, "UP") ? 1 : 0;
+        if (dev->isEnabled == 0)
+            dev->linkUp = 0;
+        enabledWord_ = dev->isEnabled != 0 ? "ENABLED" : "DISABLED";
+
+        bool isVlan = has(name, "@");
+        std::string parent;
+        if (isVlan) {
+            if (char* found = get_vlan_parent(before_at(name).c_str())) {
+                parent = found;
+                free(found);
+            }
+        }
+        if (has(flags, "NO-CARRIER"))
+            dev->linkUp = 0;
+        else if (has(name, "bond"))
+            dev->linkUp = 1;
+        else
+            dev->linkUp = static_cast<uint8_t>(link_detected(isVlan ? parent.c_str() : name.c_str(), cache_));
+
+        fill_boot_protocol(dev, cache_);
+        size_t mtu = line.find("mtu ");
+        if (mtu != std::string::npos)
+            dev->mtu = static_cast<uint32_t>(strtoul(line.c_str() + mtu + 4, nullptr, 10));
+        if (isVlan)
+            dev->vlanId = static_cast<uint32_t>(get_vlan_id(before_at(name).c_str()));
+
+        if (!has(name, "bond")) {
+            bool vlanName = has(name, ".") || has(name, "vlan");
+            add_hardware_details(vlanName ? parent : name);
+        }
+        lineState_ = kKeptInterface;
+        devState_ = kExpectLink;
+        return status::kSuccess;
+    }
+
+    static std::string header_flags(const std::string& line)
+    {
+        size_t open = line.find('<');
+        if (open == std::string::npos)
+            return "";
+        size_t close = line.find('>', open);
+        return line.substr(open + 1, close == std::string::npos ? std::string::npos : close - open - 1);
+    }
+
+    void add_hardware_details(const std::string& name)
+    {
+        _NetworkDevice* dev = *list_;
+        fill_pci_ids(name.c_str(), dev, cache_);
+        fill_description(name.c_str(), dev, cache_);
+        if (is_bypass_interface(const_cast<char*>(name.c_str())))
+            append_field(dev->description, sizeof dev->description, kBypassMark);
+    }
+
+    void parse_link(const std::string& line)
+    {
+        _NetworkDevice* dev = *list_;
+        size_t ether = line.find("ether");
+        if (ether != std::string::npos && ether + 6 < line.size()) {
+            std::string mac = line.substr(ether + 6, kMacTextChars);
+            copy_field(dev->macAddrStr, sizeof dev->macAddrStr, mac.c_str());
+            // Six octets read as 32-bit integers; the first six bytes of that
+            // array are the field, so each octet is followed by zero bytes.
+            unsigned int octets[6] = {0, 0, 0, 0, 0, 0};
+            sscanf(dev->macAddrStr, "%x:%x:%x:%x:%x:%x", &octets[0], &octets[1], &octets[2], &octets[3],
+                   &octets[4], &octets[5]);
+            memcpy(dev->macAddr, octets, sizeof dev->macAddr);
+        }
+        ++devCount_;
+        bool down = strcmp(enabledWord_, "DOWN") == 0;
+        lineState_ = devState_ = down ? 0 : 2;
+    }
+
+    int parse_address(const std::string& line)
+    {
+        _NetworkDevice* dev = *list_;
+        if (dev->ipList == nullptr) {
+            _IpAddress* first = new_address_node();
+            if (first == nullptr)
+                return status::kNoMemory;
+            first->aliasIndex = -1;
+            first->family = 2;
+            dev->ipList = first;
+            address_ = first;
+        }
+        bool inet6 = has(line, "inet6");
+        std::string text = line.substr(line.find("inet ") + 5 + (inet6 ? 1 : 0));
+        size_t slash = text.find('/');
+        std::string prefix = slash == std::string::npos ? "" : text.substr(slash + 1);
+        prefix = prefix.substr(0, prefix.find(' '));
+        text = text.substr(0, slash);
+
+        if (addrCount_ > 0 && address_->next == nullptr) {
+            _IpAddress* next = new_address_node();
+            if (next == nullptr)
+                return status::kNoMemory;
+            next->aliasIndex = -1;
+            address_->next = next;
+            address_ = next;
+        }
+        address_->family = inet6 ? 10 : 2;
+        store_address(inet6 ? text : text.substr(0, kAddressTextChars), inet6);
+        store_netmask(prefix);
+
+        if (addrCount_ == 0)
+            address_->aliasIndex = -1;
+        else
+            address_->aliasIndex = alias_number(line);
+        ++addrCount_;
+        return status::kSuccess;
+    }
+
+    void store_address(std::string text, bool inet6)
+    {
+        unsigned char scratch[kAddressBytes + 2] = {};
+        text.resize(std::max<size_t>(text.size(), 1));
+        if (inet6)
+            ConvertInet6StringToData(scratch, &text[0]);
+        else
+            ConvertStringToData(scratch, &text[0]);
+        memcpy(address_->address, scratch, kAddressBytes);
+    }
+
+    void store_netmask(std::string prefix)
+    {
+        memset(address_->netmask, 0, sizeof address_->netmask);
+        if (prefix.empty())
+            return;
+        prefix = prefix.substr(0, sizeof address_->netmask - 1);
+        unsigned char scratch[kAddressBytes] = {};
+        ConvertStringToData(scratch, &prefix[0]);
+        memcpy(address_->netmask, scratch, sizeof address_->netmask);
+        ConvertPrefixToOctets(address_->netmask[0], address_->netmask);
+    }
+
+    // The number after the ':' of the address's label (eth0:3 gives 3), 0
+    // when the label has none.
+    static int32_t alias_number(const std::string& line)
+    {
+        size_t secondary = line.find("secondary");
+        size_t from = secondary == std::string::npos ? 0 : std::min(secondary + 9, line.size());
+        size_t colon = line.find(':', from);
+        if (colon == std::string::npos)
+            return 0;
+        return static_cast<int32_t>(strtol(line.c_str() + colon + 1, nullptr, 10));
+    }
+
+    _NetworkDevice** list_;
+    int withAddresses_;
+    int lineState_ = kOutside;
+    int devState_ = kExpectHeader;
+    uint8_t devCount_ = 0;
+    int addrCount_ = 0;
+    _IpAddress* address_ = nullptr;
+    const char* enabledWord_ = "DISABLED";
+    DetailCache cache_;
+};
+
+} // namespace
+
+int parse_link_snapshot(std::istream& snapshot, _NetworkDevice** list, int withAddresses)
+{
+    if (list == nullptr || *list == nullptr)
+        return 0;
+    SnapshotParser parser(list, withAddresses);
+    return parser.parse(snapshot);
+}
+
+} // namespace inventory
