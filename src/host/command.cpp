@@ -3,9 +3,11 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -41,11 +43,15 @@ std::string format_conversion(std::string spec, const Command::Value& value)
     if (conversion == 'd' || conversion == 'i') {
         long long number = value.kind == Command::Value::Unsigned ? static_cast<long long>(value.unsignedNumber)
                                                                   : value.number;
+        if (value.narrow)
+            number = static_cast<int>(number);
         snprintf(buffer, sizeof buffer, (spec + "lld").c_str(), number);
     } else {
         unsigned long long number = value.kind == Command::Value::Signed
                                         ? static_cast<unsigned long long>(value.number)
                                         : value.unsignedNumber;
+        if (value.narrow)
+            number = static_cast<unsigned int>(number);
         snprintf(buffer, sizeof buffer, (spec + "ll" + conversion).c_str(), number);
     }
     return buffer;
@@ -151,11 +157,45 @@ private:
     posix_spawn_file_actions_t actions_;
 };
 
+// Finds the program as a shell does: a name with a '/' is taken as it is,
+// else the first executable file of that name in a PATH directory. An
+// unsearchable directory is passed over. Returns 0, ENOENT or EACCES.
+int find_program(const std::string& name, std::string& path)
+{
+    if (name.find('/') != std::string::npos) {
+        path = name;
+        return access(path.c_str(), F_OK) != 0 ? ENOENT : access(path.c_str(), X_OK) != 0 ? EACCES : 0;
+    }
+    const char* search = getenv("PATH");
+    std::string directories = search != nullptr ? search : "/usr/local/bin:/usr/bin:/bin";
+    int error = ENOENT;
+    size_t start = 0;
+    for (;;) {
+        size_t end = directories.find(':', start);
+        std::string directory = directories.substr(start, end == std::string::npos ? std::string::npos : end - start);
+        std::string candidate = (directory.empty() ? "." : directory) + "/" + name;
+        struct stat info;
+        if (stat(candidate.c_str(), &info) == 0 && S_ISREG(info.st_mode)) {
+            if (access(candidate.c_str(), X_OK) == 0) {
+                path = candidate;
+                return 0;
+            }
+            error = EACCES;
+        }
+        if (end == std::string::npos)
+            return error;
+        start = end + 1;
+    }
+}
+
 // A background command: an intermediate child starts the program and ends at
 // once, so the program is adopted by init and never becomes our zombie.
 int run_detached(const Command& command)
 {
     ArgumentVector argv(command.arguments());
+    std::string path;
+    if (command.arguments().empty() || find_program(command.arguments().front(), path) != 0)
+        path.clear();
     int nullFd = open(kNullDevice, O_RDWR | O_CLOEXEC);
     pid_t child = fork();
     if (child == -1) {
@@ -171,7 +211,8 @@ int run_detached(const Command& command)
                 if (command.discardsErrors())
                     dup2(nullFd, STDERR_FILENO);
             }
-            execvp(argv.program(), argv.get());
+            if (!path.empty())
+                execv(path.c_str(), argv.get());
             _exit(127);
         }
         _exit(0);
@@ -181,15 +222,27 @@ int run_detached(const Command& command)
     return wait_for(child);
 }
 
+// Starts the program; 0 or the error that kept it from starting.
+int spawn(const Command& command, const SpawnActions& actions, pid_t& pid)
+{
+    if (command.arguments().empty())
+        return ENOENT;
+    std::string path;
+    int error = find_program(command.arguments().front(), path);
+    if (error != 0)
+        return error;
+    ArgumentVector argv(command.arguments());
+    return posix_spawn(&pid, path.c_str(), actions.get(), nullptr, argv.get(), environ);
+}
+
 int spawn_and_wait(const Command& command, SpawnActions& actions)
 {
     if (command.arguments().empty())
         return 0;
-    ArgumentVector argv(command.arguments());
     pid_t pid = 0;
-    int error = posix_spawnp(&pid, argv.program(), actions.get(), nullptr, argv.get(), environ);
+    int error = spawn(command, actions, pid);
     if (error != 0)
-        return spawn_error_status(error, argv.program());
+        return spawn_error_status(error, command.arguments().front().c_str());
     return wait_for(pid);
 }
 
@@ -266,11 +319,8 @@ int capture(const Command& command, std::string& output, int* waitStatus)
     SpawnActions actions;
     actions.discard(command);
     actions.output_to(fds[1]);
-    ArgumentVector argv(command.arguments());
     pid_t pid = 0;
-    int error = command.arguments().empty()
-                    ? ENOENT
-                    : posix_spawnp(&pid, argv.program(), actions.get(), nullptr, argv.get(), environ);
+    int error = spawn(command, actions, pid);
     close(fds[1]);
     if (error == 0) {
         char buffer[4096];
@@ -283,7 +333,8 @@ int capture(const Command& command, std::string& output, int* waitStatus)
         }
     }
     close(fds[0]);
-    int status = error == 0 ? wait_for(pid) : spawn_error_status(error, argv.program() ? argv.program() : "");
+    int status = error == 0 ? wait_for(pid)
+                            : spawn_error_status(error, command.arguments().empty() ? "" : command.arguments()[0].c_str());
     if (waitStatus != nullptr)
         *waitStatus = status;
     return 0;

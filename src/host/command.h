@@ -20,10 +20,11 @@ public:
         long long number;
         unsigned long long unsignedNumber;
         std::string text;
-        Value(int v) : kind(Signed), number(v), unsignedNumber(0) {}
+        bool narrow = false;  // an int-sized value, printed as printf prints an int
+        Value(int v) : kind(Signed), number(v), unsignedNumber(0), narrow(true) {}
         Value(long v) : kind(Signed), number(v), unsignedNumber(0) {}
         Value(long long v) : kind(Signed), number(v), unsignedNumber(0) {}
-        Value(unsigned v) : kind(Unsigned), number(0), unsignedNumber(v) {}
+        Value(unsigned v) : kind(Unsigned), number(0), unsignedNumber(v), narrow(true) {}
         Value(unsigned short v) : kind(Unsigned), number(0), unsignedNumber(v) {}
         Value(unsigned char v) : kind(Unsigned), number(0), unsignedNumber(v) {}
         Value(unsigned long v) : kind(Unsigned), number(0), unsignedNumber(v) {}
@@ -35,7 +36,8 @@ public:
     // Builds a command from its text in printf style, e.g.
     // Command::format("/sbin/ip link set dev %s up", name). A final word "&"
     // runs the program in the background; the words "&>/dev/null" and
-    // ">/dev/null" discard its output. Conversions: d i u x X o s and %%.
+    // ">/dev/null" discard its output ("2>/dev/null" its errors). Conversions:
+    // d i u x X o s and %%.
     static Command format(const char* text, const std::vector<Value>& values);
     template <class... Values>
     static Command format(const char* text, const Values&... values)
