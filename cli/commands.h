@@ -11,6 +11,7 @@ namespace cli {
 // Each registration adds its subcommands to `app`; a subcommand's callback
 // stores the exit status in `exitStatus`.
 void add_library_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
+void add_inventory_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
 void add_host_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
 
 } // namespace cli

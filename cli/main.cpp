@@ -12,6 +12,7 @@ int main(int argc, char** argv)
     app.require_subcommand(1);
     cli::add_library_commands(app, adapter, output, exitStatus);
     cli::add_host_commands(app, adapter, output, exitStatus);
+    cli::add_inventory_commands(app, adapter, output, exitStatus);
 
     try {
         app.parse(argc, argv);
