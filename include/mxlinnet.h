@@ -233,9 +233,16 @@ public:
 
     // The host's adapters as 721-byte entries; *len receives the byte count.
     int GetNetworkAdapters(void* buf, unsigned int* len);
+    // The named adapter's IPv4 addresses as 54-byte entries; 103 when it has
+    // none (reported only when both buf and len are given). The two unsigned
+    // arguments are not used.
+    int GetAdapterIpAddress(char const* name, unsigned int family, unsigned int reserved, void* buf,
+                            unsigned int* len);
 
     // The bodies of the operations above.
     int GetNetworkAdaptersWrapper(void* buf, unsigned int* len);
+    int GetAdapterIpAddressWrapper(char const* name, unsigned int family, unsigned int reserved, void* buf,
+                                   unsigned int* len);
 
 private:
     friend int linnet_report_failure(NetworkAdapter& adapter, int code);

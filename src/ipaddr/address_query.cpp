@@ -1,0 +1,46 @@
+// The public read of an adapter's IPv4 addresses.
+#include "mxlinnet.h"
+
+#include "interface/conversions.h"
+#include "interface/globals.h"
+#include "interface/lists.h"
+#include "interface/status.h"
+#include "inventory/snapshot.h"
+
+#include <cstring>
+
+int NetworkAdapter::GetAdapterIpAddress(char const* name, unsigned int family, unsigned int reserved, void* buf,
+                                        unsigned int* len)
+{
+    return GetAdapterIpAddressWrapper(name, family, reserved, buf, len);
+}
+
+int NetworkAdapter::GetAdapterIpAddressWrapper(char const* name, unsigned int, unsigned int, void* buf,
+                                               unsigned int* len)
+{
+    _NetworkDevice* list = nullptr;
+    unsigned char count = 0;
+    int result = GetNetworkAdapterDetails(&list, &count, 1);
+    if (result != status::kSuccess) {
+        free_NetDev_List(list);
+        return result;
+    }
+    const _NetworkDevice* found = nullptr;
+    for (const _NetworkDevice* dev = list; name != nullptr && dev != nullptr && found == nullptr; dev = dev->next) {
+        if (strcmp(dev->ifName, name) == 0)
+            found = dev;
+    }
+    if (found == nullptr) {
+        free_NetDev_List(list);
+        return status::kNoInterface;
+    }
+    print_ip_details(found->ipList, const_cast<char*>(found->ifName));
+    // Only a caller that asks for the addresses hears that there are none.
+    if (buf != nullptr && len != nullptr) {
+        if (found->ipList == nullptr)
+            result = status::kNoAddress;
+        *len = static_cast<unsigned int>(ConstructBuffer_lib(static_cast<char*>(buf), flat_address_size(), found->ipList));
+    }
+    free_NetDev_List(list);
+    return result;
+}
