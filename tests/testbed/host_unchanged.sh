@@ -7,8 +7,8 @@
 #
 # The record holds: interfaces and addresses (`ip -o link`, `ip -o addr`,
 # lifetimes dropped), routes, named network namespaces, IPv4 forwarding and
-# ICMP rate limit, the mount table, the listings of /tmp, /run and the names
-# in /dev, the listings of /usr/sbin and /usr/share (where the testbed puts
+# ICMP rate limit, the mount table, the entries of /tmp and /run, the names
+# in /dev, the entries of /usr/sbin and /usr/share (where the testbed puts
 # its stand-ins and pci.ids), and an md5 of every readable file under /etc.
 #
 # HOST_UNCHANGED_IGNORE, when set, is an extended regular expression; record
@@ -26,21 +26,27 @@ section() { printf '== %s\n' "$1"; }
 # `ip` prints address lifetimes that count down on DHCP hosts; they are not state we own.
 without_lifetimes() { sed -E 's/ +valid_lft [^ ]+ preferred_lft [^ ]+//'; }
 
+# One line per entry, the directories themselves included: a file made and
+# removed again still shows in its directory's time of change.
+listing() {
+  { find "$@" -maxdepth 1 -printf '%M %u:%g %s %T@ %p\n' 2>/dev/null || true; } | sort -k5
+}
+
 etc_checksums() {
   find /etc -xdev -type f -readable -print0 2>/dev/null | sort -z |
     xargs -0 -r md5sum 2>/dev/null || true
 }
 
 host_state() {
-  section "ip -o link";   ip -o link | sed -E 's/ state [A-Z]+//'
+  section "ip -o link";   ip -o link
   section "ip -o addr";   ip -o addr | without_lifetimes
   section "ip route";     ip route
   section "ip netns";     ip netns list
   section "sysctl";       sysctl net.ipv4.ip_forward net.ipv4.icmp_ratelimit
   section "mounts";       findmnt -rn -o TARGET,SOURCE,FSTYPE,OPTIONS | sort
-  section "ls /tmp /run"; ls -la --time-style=+%s /tmp /run
+  section "/tmp /run";    listing /tmp /run
   section "ls /dev";      ls -A /dev
-  section "ls /usr";      ls -la --time-style=+%s /usr/sbin /usr/share
+  section "/usr";         listing /usr/sbin /usr/share
   section "md5 /etc";     etc_checksums
 }
 
