@@ -5,11 +5,12 @@
 #   host_unchanged.sh snapshot FILE   # before the suite
 #   host_unchanged.sh compare FILE    # after it; exit 1 and a diff on change
 #
-# The record holds: interfaces and addresses (`ip -o link`, `ip -o addr`,
-# lifetimes dropped), routes, named network namespaces, IPv4 forwarding and
-# ICMP rate limit, the mount table, the entries of /tmp and /run, the names
-# in /dev, the entries of /usr/sbin and /usr/share (where the testbed puts
-# its stand-ins and pci.ids), and an md5 of every readable file under /etc.
+# The record holds: the host name, interfaces and addresses (`ip -o link`,
+# `ip -o addr`, lifetimes dropped), routes, named network namespaces, IPv4
+# forwarding and ICMP rate limit, the mount table, the entries of /tmp and
+# /run, the names in /dev, the entries of /usr/sbin and /usr/share (where the
+# testbed puts its stand-ins and pci.ids), and an md5 of every readable file
+# under /etc.
 #
 # HOST_UNCHANGED_IGNORE, when set, is an extended regular expression; record
 # lines matching it are left out (for a machine whose own services write to
@@ -38,6 +39,7 @@ etc_checksums() {
 }
 
 host_state() {
+  section "hostname";     hostname
   section "ip -o link";   ip -o link
   section "ip -o addr";   ip -o addr | without_lifetimes
   section "ip route";     ip route
