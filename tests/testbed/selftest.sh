@@ -340,7 +340,7 @@ check_vconfig() {
   expect_line /proc/net/vlan/config 'eth0.5         | 5  | eth0'
   vconfig add eth0 5 >/dev/null 2>&1
   [ $? -eq 3 ] || fail "adding eth0.5 twice does not exit 3"
-  vconfig add eth9 5 >/dev/null 2>&1
+  vconfig add eth999 5 >/dev/null 2>&1
   [ $? -eq 3 ] || fail "adding a VLAN to a missing parent does not exit 3"
   vconfig rem eth0.5 >/dev/null || fail "vconfig rem eth0.5 failed"
   ! ip link show dev eth0.5 >/dev/null 2>&1 || fail "eth0.5 survives vconfig rem"
