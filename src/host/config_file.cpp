@@ -108,11 +108,16 @@ std::string cut_at_nul(const std::string& line)
 bool read_file(const std::string& path, std::string& text, Access access)
 {
     text.clear();
-    int fd = open(path.c_str(), (access == Access::ReadWrite ? O_RDWR : O_RDONLY) | O_CLOEXEC);
+    // "Readable and writable" is asked of the file system rather than shown
+    // by opening it for writing, which would make a copy-on-write layer copy
+    // the file up (and touch its change time) on every read.
+    if (access == Access::ReadWrite && faccessat(AT_FDCWD, path.c_str(), R_OK | W_OK, AT_EACCESS) != 0)
+        return false;
+    int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0)
         return false;
-    struct stat info;
-    bool ok = fstat(fd, &info) == 0 && !S_ISDIR(info.st_mode) && read_all(fd, text);
+    // A directory opens but does not read (EISDIR).
+    bool ok = read_all(fd, text);
     close(fd);
     return ok;
 }
@@ -120,17 +125,7 @@ bool read_file(const std::string& path, std::string& text, Access access)
 std::vector<std::string> split_lines(const std::string& text, FinalRead finalRead)
 {
     std::vector<std::string> lines;
-    size_t start = 0;
-    while (start < text.size()) {
-        size_t end = text.find('\n', start);
-        if (end == std::string::npos)
-            end = text.size();
-        lines.push_back(cut_at_nul(text.substr(start, end - start)));
-        start = end + 1;
-    }
-    bool endsInLineFeed = text.empty() || text.back() == '\n';
-    if (finalRead == FinalRead::KeptAsEmptyLine && endsInLineFeed)
-        lines.emplace_back();
+    for_each_line(text, finalRead, [&](std::string_view line) { lines.emplace_back(line); });
     return lines;
 }
 
@@ -180,7 +175,7 @@ std::string apply_key_update(const std::string& oldText, const KeyUpdate& update
     std::string text;
     bool keySeen = false;
     for (const std::string& line : split_lines(oldText, update.finalRead)) {
-        bool carriesKey = contains(line, update.key.c_str()) && (update.commentsCarryKey || !is_comment(line));
+        bool carriesKey = contains(line, update.key) && (update.commentsCarryKey || !is_comment(line));
         if (carriesKey) {
             text += update.line;
             keySeen = true;

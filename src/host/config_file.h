@@ -14,6 +14,7 @@
 #define LINNET_HOST_CONFIG_FILE_H
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace host {
@@ -31,16 +32,33 @@ bool read_file(const std::string& path, std::string& text, Access access = Acces
 enum class FinalRead { Dropped, KeptAsEmptyLine };
 
 std::vector<std::string> split_lines(const std::string& text, FinalRead finalRead);
+
+// Calls `visit` with each line as split_lines gives it, without copying.
+template <class Visit>
+void for_each_line(std::string_view text, FinalRead finalRead, Visit&& visit)
+{
+    size_t start = 0;
+    while (start < text.size()) {
+        size_t end = text.find('\n', start);
+        if (end == std::string_view::npos)
+            end = text.size();
+        std::string_view line = text.substr(start, end - start);
+        visit(line.substr(0, line.find('\0')));
+        start = end + 1;
+    }
+    if (finalRead == FinalRead::KeptAsEmptyLine && (text.empty() || text.back() == '\n'))
+        visit(std::string_view());
+}
 // White-space separated words, as "%s" reads them.
 std::vector<std::string> split_words(const std::string& text);
 
-inline bool is_comment(const std::string& line)
+inline bool is_comment(std::string_view line)
 {
     return !line.empty() && line[0] == '#';
 }
-inline bool contains(const std::string& text, const char* needle)
+inline bool contains(std::string_view text, std::string_view needle)
 {
-    return text.find(needle) != std::string::npos;
+    return text.find(needle) != std::string_view::npos;
 }
 
 // Replaces the file's content as a whole (creating it when missing).

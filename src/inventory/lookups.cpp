@@ -35,10 +35,10 @@ void fill_boot_protocol(_NetworkDevice* dev, DetailCache& cache)
     std::string text;
     if (dialect == nullptr || !host::read_file(dialect->interface_file(stem), text, host::Access::ReadWrite))
         return;
-    for (const std::string& line : host::split_lines(text, host::FinalRead::Dropped)) {
+    host::for_each_line(text, host::FinalRead::Dropped, [dev](std::string_view line) {
         if (!host::is_comment(line) && host::contains(line, "BOOTPROTO") && host::contains(line, "dhcp"))
             dev->isDhcp = 1;
-    }
+    });
 }
 
 int driver_info(ethtool_drvinfo* info, const char* ifName, int socketFd)

@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 namespace inventory {
 
@@ -29,12 +30,12 @@ constexpr size_t kAddressTextChars = 15;
 enum LineState { kOutside = 0, kLoopback = 1, kKeptInterface = 2, kTunnel = 3 };
 enum DevState { kExpectHeader = 0, kExpectLink = 1, kReadingAddresses = 2 };
 
-bool has(const std::string& line, const char* text)
+bool has(std::string_view line, std::string_view text)
 {
-    return line.find(text) != std::string::npos;
+    return line.find(text) != std::string_view::npos;
 }
 
-bool is_header(const std::string& line)
+bool is_header(std::string_view line)
 {
     for (const char* marker : kHeaderMarkers) {
         if (has(line, marker))
@@ -45,12 +46,28 @@ bool is_header(const std::string& line)
 
 // Lines that current iproute2 prints and the snapshot format did not have:
 // address lifetimes and alternative names. They carry nothing a record holds.
-bool is_annotation(const std::string& line)
+bool is_annotation(std::string_view line)
 {
     size_t start = line.find_first_not_of(" \t");
-    if (start == std::string::npos)
+    if (start == std::string_view::npos)
         return false;
-    return line.compare(start, 10, "valid_lft ") == 0 || line.compare(start, 8, "altname ") == 0;
+    line.remove_prefix(start);
+    return line.substr(0, 10) == "valid_lft " || line.substr(0, 8) == "altname ";
+}
+
+// Reads "%x:%x:%x:%x:%x:%x" as sscanf would, each octet as a 32-bit value.
+void read_mac_octets(const char* text, unsigned int octets[6])
+{
+    for (int i = 0; i < 6; ++i) {
+        char* end = nullptr;
+        unsigned long value = strtoul(text, &end, 16);
+        if (end == text)
+            return;
+        octets[i] = static_cast<unsigned int>(value);
+        if (i < 5 && *end != ':')
+            return;
+        text = end + 1;
+    }
 }
 
 class SnapshotParser {
@@ -60,14 +77,15 @@ public:
     // Returns devCount, -1 or 99.
     int parse(std::istream& snapshot)
     {
-        std::string line;
-        while (std::getline(snapshot, line)) {
+        std::string text;
+        while (std::getline(snapshot, text)) {
+            std::string_view line(text);
             line = line.substr(0, line.find('\0'));
             if (line.empty())
                 break;
             if (has(line, ".bak") || is_annotation(line))
                 continue;
-            int result = take(line);
+            int result = take(std::string(line));
             if (result != status::kSuccess)
                 return result;
         }
@@ -211,8 +229,7 @@ private:
             // Six octets read as 32-bit integers; the first six bytes of that
             // array are the field, so each octet is followed by zero bytes.
             unsigned int octets[6] = {0, 0, 0, 0, 0, 0};
-            sscanf(dev->macAddrStr, "%x:%x:%x:%x:%x:%x", &octets[0], &octets[1], &octets[2], &octets[3],
-                   &octets[4], &octets[5]);
+            read_mac_octets(dev->macAddrStr, octets);
             memcpy(dev->macAddr, octets, sizeof dev->macAddr);
         }
         ++devCount_;
