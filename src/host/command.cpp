@@ -24,20 +24,20 @@ bool is_shell_word(const std::string& word)
     return word == "&" || word == "&>/dev/null" || word == ">/dev/null" || word == "2>/dev/null";
 }
 
-// Formats one conversion specification (from '%' to its conversion letter).
-std::string format_conversion(std::string spec, const Command::Value& value)
+// Formats one conversion (from '%' to its conversion letter).
+std::string format_conversion(std::string directive, const Command::Value& value)
 {
-    char conversion = spec.back();
-    spec.pop_back();
-    while (!spec.empty() && (spec.back() == 'l' || spec.back() == 'h' || spec.back() == 'z'))
-        spec.pop_back();
+    char conversion = directive.back();
+    directive.pop_back();
+    while (!directive.empty() && (directive.back() == 'l' || directive.back() == 'h' || directive.back() == 'z'))
+        directive.pop_back();
     char buffer[512];
     if (conversion == 's') {
         std::string text = value.kind == Command::Value::Text ? value.text
                            : value.kind == Command::Value::Signed ? std::to_string(value.number)
                                                                   : std::to_string(value.unsignedNumber);
-        std::string result(static_cast<size_t>(snprintf(nullptr, 0, (spec + "s").c_str(), text.c_str())), '\0');
-        snprintf(&result[0], result.size() + 1, (spec + "s").c_str(), text.c_str());
+        std::string result(static_cast<size_t>(snprintf(nullptr, 0, (directive + "s").c_str(), text.c_str())), '\0');
+        snprintf(&result[0], result.size() + 1, (directive + "s").c_str(), text.c_str());
         return result;
     }
     if (conversion == 'd' || conversion == 'i') {
@@ -45,14 +45,14 @@ std::string format_conversion(std::string spec, const Command::Value& value)
                                                                   : value.number;
         if (value.narrow)
             number = static_cast<int>(number);
-        snprintf(buffer, sizeof buffer, (spec + "lld").c_str(), number);
+        snprintf(buffer, sizeof buffer, (directive + "lld").c_str(), number);
     } else {
         unsigned long long number = value.kind == Command::Value::Signed
                                         ? static_cast<unsigned long long>(value.number)
                                         : value.unsignedNumber;
         if (value.narrow)
             number = static_cast<unsigned int>(number);
-        snprintf(buffer, sizeof buffer, (spec + "ll" + conversion).c_str(), number);
+        snprintf(buffer, sizeof buffer, (directive + "ll" + conversion).c_str(), number);
     }
     return buffer;
 }
