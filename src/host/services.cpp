@@ -4,6 +4,7 @@
 #include "config_file.h"
 #include "config_dir.h"
 #include "distro.h"
+#include "interface/guard.h"
 #include "interface/status.h"
 
 #include <cstdio>
@@ -67,23 +68,27 @@ int networking_from_rc_links(int distro)
 
 int CheckNetworkingEnabled(int distro)
 {
-    if (distro == kDistroRedHat || distro == kDistroXenServer)
-        return read_yes_no_setting(kNetworkSettingsPath, "NETWORKING=") == Setting::Yes ? status::kSuccess
-                                                                                         : status::kNetworkingDisabled;
-    if (distro == kDistroSuse)
-        return networking_from_rc_links(distro);
-    return status::kNetworkingDisabled;
+    return guarded([&]() -> int {
+        if (distro == kDistroRedHat || distro == kDistroXenServer)
+            return read_yes_no_setting(kNetworkSettingsPath, "NETWORKING=") == Setting::Yes ? status::kSuccess
+                                                                                             : status::kNetworkingDisabled;
+        if (distro == kDistroSuse)
+            return networking_from_rc_links(distro);
+        return status::kNetworkingDisabled;
+    });
 }
 
 int CheckNetworkManagerEnabled(int, int distro)
 {
-    if (distro == kDistroSuse)
-        return read_yes_no_setting(kSuseNetworkConfigPath, "NETWORKMANAGER=") == Setting::Yes ? 1 : 0;
-    std::string output;
-    if (host::capture(host::Command::format("service NetworkManager status"), output) != 0)
-        return status::kFailure;
-    std::string firstLine = output.substr(0, output.find('\n')).substr(0, kServiceLineChars);
-    return host::contains(firstLine.c_str(), "running") ? status::kNetworkManagerEnabled : 0;
+    return guarded([&]() -> int {
+        if (distro == kDistroSuse)
+            return read_yes_no_setting(kSuseNetworkConfigPath, "NETWORKMANAGER=") == Setting::Yes ? 1 : 0;
+        std::string output;
+        if (host::capture(host::Command::format("service NetworkManager status"), output) != 0)
+            return status::kFailure;
+        std::string firstLine = output.substr(0, output.find('\n')).substr(0, kServiceLineChars);
+        return host::contains(firstLine.c_str(), "running") ? status::kNetworkManagerEnabled : 0;
+    });
 }
 
 int rc_filter(dirent const* entry)

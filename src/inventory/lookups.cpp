@@ -5,6 +5,7 @@
 #include "card_table.h"
 #include "host/config_file.h"
 #include "host/dialect.h"
+#include "interface/guard.h"
 #include "interface/status.h"
 
 #include <cstdio>
@@ -116,31 +117,37 @@ int link_detected(const char* ifName, DetailCache& cache)
 
 int get_bootproto(_NetworkDevice* dev)
 {
-    if (dev == nullptr)
-        return status::kFailure;
-    inventory::DetailCache cache;
-    int distro = -1;
-    int result = cache.distro(distro);
-    if (result != status::kSuccess)
-        return result;
-    inventory::fill_boot_protocol(dev, cache);
-    return status::kSuccess;
+    return guarded([&]() -> int {
+        if (dev == nullptr)
+            return status::kFailure;
+        inventory::DetailCache cache;
+        int distro = -1;
+        int result = cache.distro(distro);
+        if (result != status::kSuccess)
+            return result;
+        inventory::fill_boot_protocol(dev, cache);
+        return status::kSuccess;
+    });
 }
 
 int get_vendor_device_ids(char* ifName, _NetworkDevice* dev)
 {
-    if (ifName == nullptr || dev == nullptr)
-        return status::kSuccess;
-    inventory::DetailCache cache;
-    return inventory::fill_pci_ids(ifName, dev, cache);
+    return guarded([&]() -> int {
+        if (ifName == nullptr || dev == nullptr)
+            return status::kSuccess;
+        inventory::DetailCache cache;
+        return inventory::fill_pci_ids(ifName, dev, cache);
+    });
 }
 
 int get_adapter_desc(char* ifName, _NetworkDevice* dev)
 {
-    if (ifName == nullptr || dev == nullptr)
-        return status::kSuccess;
-    inventory::DetailCache cache;
-    return inventory::fill_description(ifName, dev, cache);
+    return guarded([&]() -> int {
+        if (ifName == nullptr || dev == nullptr)
+            return status::kSuccess;
+        inventory::DetailCache cache;
+        return inventory::fill_description(ifName, dev, cache);
+    });
 }
 
 int is_bypass_interface(char* ifName)

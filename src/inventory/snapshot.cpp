@@ -2,6 +2,7 @@
 
 #include "host/command.h"
 #include "host/fixed_file.h"
+#include "interface/guard.h"
 #include "interface/lists.h"
 #include "interface/status.h"
 
@@ -22,10 +23,14 @@ int _GetNetworkAdaptors(char const* path)
 
 int populate_struct_from_file(_NetworkDevice** list, int withAddresses)
 {
-    std::ifstream snapshot(kLinkSnapshotPath);
-    if (!snapshot || list == nullptr || *list == nullptr)
+    if (list == nullptr || *list == nullptr)
         return 0;
-    return inventory::parse_link_snapshot(snapshot, list, withAddresses);
+    // Memory running out while parsing reads as the parser's 99; what was
+    // built so far stays linked for the caller to free.
+    return guarded([&] {
+        std::ifstream snapshot(kLinkSnapshotPath);
+        return snapshot ? inventory::parse_link_snapshot(snapshot, list, withAddresses) : 0;
+    });
 }
 
 int GetNetworkAdapterDetails(_NetworkDevice** list, unsigned char* count, int withAddresses)

@@ -10,6 +10,7 @@
 #include "interface/lists.h"
 #include "interface/status.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -250,7 +251,7 @@ private:
             address_ = first;
         }
         bool inet6 = has(line, "inet6");
-        std::string text = line.substr(line.find("inet ") + 5 + (inet6 ? 1 : 0));
+        std::string text = line.substr(std::min(line.find("inet ") + 5 + (inet6 ? 1 : 0), line.size()));
         size_t slash = text.find('/');
         std::string prefix = slash == std::string::npos ? "" : text.substr(slash + 1);
         prefix = prefix.substr(0, prefix.find(' '));

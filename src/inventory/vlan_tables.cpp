@@ -3,6 +3,7 @@
 
 #include "host/config_file.h"
 #include "interface/conversions.h"
+#include "interface/guard.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -46,44 +47,50 @@ std::string trimmed(std::string text)
 
 int get_vlan_id(char const* vlanIf)
 {
-    std::string value;
-    if (!vlan_file_value(vlanIf, "VID: ", value))
-        return 0;
-    return static_cast<int>(strtol(value.substr(0, value.find(" \t")).c_str(), nullptr, 10));
+    return guarded([&]() -> int {
+        std::string value;
+        if (!vlan_file_value(vlanIf, "VID: ", value))
+            return 0;
+        return static_cast<int>(strtol(value.substr(0, value.find(" \t")).c_str(), nullptr, 10));
+    });
 }
 
 char* get_vlan_parent(char const* vlanIf)
 {
-    std::string value;
-    if (!vlan_file_value(vlanIf, "Device: ", value))
+    try {
+        std::string value;
+        return vlan_file_value(vlanIf, "Device: ", value) ? strdup(value.c_str()) : nullptr;
+    } catch (...) {
         return nullptr;
-    return strdup(value.c_str());
+    }
 }
 
 int get_vlan_interface_name(char const* parent, unsigned short vlanId, int, char* out)
 {
-    if (out == nullptr || parent == nullptr)
-        return 1;
-    std::string text;
-    if (!host::read_file(kVlanConfig, text))
-        return 1;
-    printf("\n%s:: ifName: %s, VLAN Id: %d\n", "get_vlan_interface_name", parent, vlanId);
-    for (const std::string& line : host::split_lines(text, host::FinalRead::Dropped)) {
-        if (!host::contains(line, parent))
-            continue;
-        size_t first = line.find('|');
-        size_t second = first == std::string::npos ? std::string::npos : line.find('|', first + 1);
-        if (second == std::string::npos)
-            continue;
-        std::string name = trimmed(line.substr(0, first));
-        long vid = strtol(line.substr(first + 1, second - first - 1).c_str(), nullptr, 10);
-        std::string owner = trimmed(line.substr(second + 1));
-        if (vid == vlanId && owner == parent) {
-            inventory::copy_field(out, kVlanOutSize, name.c_str());
-            printf("\n%s:: vlan ifName: %s\n", "get_vlan_interface_name", out);
-            return 0;
+    return guarded([&]() -> int {
+        if (out == nullptr || parent == nullptr)
+            return 1;
+        std::string text;
+        if (!host::read_file(kVlanConfig, text))
+            return 1;
+        printf("\n%s:: ifName: %s, VLAN Id: %d\n", "get_vlan_interface_name", parent, vlanId);
+        for (const std::string& line : host::split_lines(text, host::FinalRead::Dropped)) {
+            if (!host::contains(line, parent))
+                continue;
+            size_t first = line.find('|');
+            size_t second = first == std::string::npos ? std::string::npos : line.find('|', first + 1);
+            if (second == std::string::npos)
+                continue;
+            std::string name = trimmed(line.substr(0, first));
+            long vid = strtol(line.substr(first + 1, second - first - 1).c_str(), nullptr, 10);
+            std::string owner = trimmed(line.substr(second + 1));
+            if (vid == vlanId && owner == parent) {
+                inventory::copy_field(out, kVlanOutSize, name.c_str());
+                printf("\n%s:: vlan ifName: %s\n", "get_vlan_interface_name", out);
+                return 0;
+            }
         }
-    }
-    printf("\n%s:: vlan ifName: %s\n", "get_vlan_interface_name", out);
-    return 0;
+        printf("\n%s:: vlan ifName: %s\n", "get_vlan_interface_name", out);
+        return 0;
+    });
 }
