@@ -233,16 +233,28 @@ public:
 
     // The host's adapters as 721-byte entries; *len receives the byte count.
     int GetNetworkAdapters(void* buf, unsigned int* len);
+    // action 2 enables the adapter (start on boot, link up), 1 disables it.
+    int DisableEnable(char const* name, unsigned char action);
     // The named adapter's IPv4 addresses as 54-byte entries; 103 when it has
     // none (reported only when both buf and len are given). The two unsigned
     // arguments are not used.
     int GetAdapterIpAddress(char const* name, unsigned int family, unsigned int reserved, void* buf,
                             unsigned int* len);
+    // params->operation: 1 sets the primary address (or DHCP with useDhcp),
+    // 2 adds an alias, 3 modifies an alias, 4 deletes an alias.
+    int SetAdapterIpAddress(char const* name, _NetParams* params);
 
     // The bodies of the operations above.
     int GetNetworkAdaptersWrapper(void* buf, unsigned int* len);
     int GetAdapterIpAddressWrapper(char const* name, unsigned int family, unsigned int reserved, void* buf,
                                    unsigned int* len);
+    int DisableEnableWrapper(char const* name, unsigned char action);
+    int SetAdapterIpAddressWrapper(char const* name, _NetParams* params);
+
+    // Adds the address stored in the adapter's configuration file to the
+    // running interface; *isDhcp is set when the file says DHCP.
+    int GetAndSetIpAddrFromConfFile(char* name, int* isDhcp, char* address, _NetworkDevice* device,
+                                    _IpAddress* record);
 
 private:
     friend int linnet_report_failure(NetworkAdapter& adapter, int code);

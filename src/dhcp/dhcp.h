@@ -1,0 +1,17 @@
+// Turning an adapter over to DHCP and stopping a running DHCP client.
+#ifndef LINNET_DHCP_DHCP_H
+#define LINNET_DHCP_DHCP_H
+
+#include "mxlinnet.h"
+
+// Link down, the file switched to DHCP (when writeConfig), link up, then the
+// client started (SUSE family). 0 or the first failing status.
+LINNET_EXPORT int enableDhcp(char const* ifname, _NetworkDevice* dev, unsigned char writeConfig);
+// The adapter's file rewritten for DHCP; 0, 98 or 99.
+LINNET_EXPORT int change_to_dhcp_in_configfile(int distro, _NetworkDevice* dev);
+// Runs the command in a detached child after 1 s; returns the child's pid.
+LINNET_EXPORT int execute_dhcp_client(char* command);
+// Kills the client named by the adapter's pid file; -1 when there is none.
+LINNET_EXPORT int kill_dhc_process(int distro, char* ifname);
+
+#endif
