@@ -256,6 +256,9 @@ Command Command::format(const char* text, const std::vector<Value>& values)
     size_t next = 0;
     for (const std::string& word : split_words(text)) {
         std::string formatted = format_word(word, values, next);
+        // A value that formats to nothing leaves no argument, as with a shell.
+        if (formatted.empty())
+            continue;
         command.words_.push_back(formatted);
         if (!is_shell_word(word)) {
             command.arguments_.push_back(formatted);

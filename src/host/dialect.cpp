@@ -2,6 +2,8 @@
 
 #include "distro.h"
 
+#include <cstring>
+
 namespace host {
 
 namespace {
@@ -33,6 +35,12 @@ std::string ConfigDialect::interface_file(const std::string& ifname) const
 std::string ConfigDialect::routes_file() const
 {
     return std::string(configDir) + "routes";
+}
+
+bool is_file_name_safe(const char* name)
+{
+    return name != nullptr && *name != '\0' && strchr(name, '/') == nullptr && strcmp(name, ".") != 0 &&
+           strcmp(name, "..") != 0;
 }
 
 const ConfigDialect* dialect_for(int distro)

@@ -28,6 +28,10 @@ struct ConfigDialect {
 // The dialect of a distribution code; null for an unknown family.
 const ConfigDialect* dialect_for(int distro);
 
+// True when a name can stand in a configuration file's name: not empty, no
+// '/', not "." or "..". Other names never reach the file system.
+bool is_file_name_safe(const char* name);
+
 } // namespace host
 
 #endif
