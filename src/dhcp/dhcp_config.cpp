@@ -1,0 +1,55 @@
+// The adapter's interface file rewritten so that it says DHCP and carries no
+// static address.
+#include "dhcp.h"
+
+#include "dhcp_rules.h"
+#include "host/config_file.h"
+#include "host/dialect.h"
+#include "interface/guard.h"
+#include "interface/status.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+template <size_t N>
+std::string field_text(const char (&field)[N])
+{
+    return std::string(field, strnlen(field, N));
+}
+
+// The file is written as a "w+" open would write it: a file that exists but
+// may not be written is refused, although replacing it through its directory
+// would succeed.
+bool writable_or_missing(const std::string& path)
+{
+    return faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0 || errno == ENOENT;
+}
+
+} // namespace
+
+int change_to_dhcp_in_configfile(int distro, _NetworkDevice* dev)
+{
+    return guarded([&]() -> int {
+        const host::ConfigDialect* dialect = host::dialect_for(distro);
+        if (dialect == nullptr || dev == nullptr)
+            return status::kFileOpen;
+        std::string name = dhcp::config_name(field_text(dev->ifName));
+        if (!host::is_file_name_safe(name.c_str()))
+            return status::kFileOpen;
+        std::string path = dialect->interface_file(name);
+
+        std::string text;
+        if (host::read_file(path, text, host::Access::ReadWrite))
+            text = dialect->quotedValues ? dhcp::dhcp_text_suse(text) : dhcp::dhcp_text_redhat(text);
+        else
+            text = dialect->quotedValues ? dhcp::new_file_suse()
+                                         : dhcp::new_file_redhat(name, field_text(dev->macAddrStr));
+        if (!writable_or_missing(path))
+            return status::kFileOpen;
+        return host::replace_file(path, text);
+    });
+}
