@@ -9,15 +9,18 @@ int main(int argc, char** argv)
 
     CLI::App app{"linnet: inspect and configure the host's wired network adapters"};
     app.add_flag("--json", output.json, "Print results as JSON");
+    app.add_flag("-v,--verbose", cli::showLibraryOutput, "Show the library's debugging lines");
     app.require_subcommand(1);
     cli::add_library_commands(app, adapter, output, exitStatus);
     cli::add_host_commands(app, adapter, output, exitStatus);
     cli::add_inventory_commands(app, adapter, output, exitStatus);
+    cli::add_address_commands(app, adapter, output, exitStatus);
 
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error);
+        // Usage errors exit 2, apart from the library's statuses.
+        return app.exit(error) == 0 ? 0 : 2;
     }
     return exitStatus;
 }

@@ -1,8 +1,35 @@
 #include "output.h"
 
+#include <cstdio>
+#include <fcntl.h>
 #include <iostream>
+#include <unistd.h>
 
 namespace cli {
+
+bool showLibraryOutput = false;
+
+LibraryOutput::LibraryOutput(bool show)
+{
+    if (show)
+        return;
+    fflush(stdout);
+    saved_ = dup(STDOUT_FILENO);
+    int quiet = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (saved_ >= 0 && quiet >= 0)
+        dup2(quiet, STDOUT_FILENO);
+    if (quiet >= 0)
+        close(quiet);
+}
+
+LibraryOutput::~LibraryOutput()
+{
+    if (saved_ < 0)
+        return;
+    fflush(stdout);
+    dup2(saved_, STDOUT_FILENO);
+    close(saved_);
+}
 
 int exit_status_for(int status)
 {

@@ -28,6 +28,22 @@ private:
     NetworkAdapter& adapter_;
 };
 
+// Keeps the library's debugging lines on standard output out of linnet's own
+// output while it lives (unless `show` is set): they would break --json.
+class LibraryOutput {
+public:
+    explicit LibraryOutput(bool show);
+    ~LibraryOutput();
+    LibraryOutput(const LibraryOutput&) = delete;
+    LibraryOutput& operator=(const LibraryOutput&) = delete;
+
+private:
+    int saved_ = -1;
+};
+
+// Whether the library's debugging lines are shown (--verbose).
+extern bool showLibraryOutput;
+
 // Exit statuses are 0..255; a status outside that range exits with 1 and the
 // real status is in the printed message.
 int exit_status_for(int status);

@@ -1,0 +1,111 @@
+// The public address operation: validates a request against the adapter's
+// live addresses and dispatches it.
+#include "mxlinnet.h"
+
+#include "address_commands.h"
+#include "address_operations.h"
+#include "address_text.h"
+#include "dhcp/dhcp.h"
+#include "host/distro.h"
+#include "interface/guard.h"
+#include "interface/lists.h"
+#include "interface/report.h"
+#include "interface/status.h"
+#include "inventory/snapshot.h"
+
+#include <cstring>
+#include <string>
+#include <unistd.h>
+
+namespace {
+
+constexpr uint8_t kFamilyInet6 = 10;
+enum Operation : uint8_t { kSetPrimary = 1, kAddAlias = 2, kModifyAlias = 3, kDeleteAlias = 4 };
+constexpr const char* kDhcpcdPidFormat = "/var/run/dhcpcd-%s.pid";
+
+_NetworkDevice* find_adapter(_NetworkDevice* list, const char* fullName, const std::string& name)
+{
+    for (_NetworkDevice* dev = list; dev != nullptr; dev = dev->next) {
+        if (dev->ifName[0] != '\0' && (strcmp(dev->ifName, fullName) == 0 || name == dev->ifName))
+            return dev;
+    }
+    return nullptr;
+}
+
+// A DHCP client still running for the adapter would take the address back.
+void stop_suse_dhcp_client(std::string& name)
+{
+    char pidFile[80];
+    snprintf(pidFile, sizeof pidFile, kDhcpcdPidFormat, name.c_str());
+    if (access(pidFile, F_OK) != 0)
+        return;
+    kill_dhc_process(kDistroSuse, &name[0]);
+    unlink(pidFile);
+}
+
+int run_operation(std::string& name, const _NetParams& params, _NetParams* request, _NetworkDevice* device)
+{
+    if (params.operation == kDeleteAlias)
+        return DeleteIPAddress(&name[0], request, device);
+    if (params.operation == kSetPrimary && params.useDhcp != 0)
+        return enableDhcp(name.c_str(), device, 1);
+    if (params.operation != kSetPrimary && params.operation != kAddAlias && params.operation != kModifyAlias)
+        return status::kSuccess;
+    ipaddr::AddressText text = ipaddr::address_text(params.newAddress, params.newNetmask, params.newFamily);
+    if (params.operation == kAddAlias)
+        return AddIPAddress(&name[0], &text.addressPrefix[0], params.newFamily, &text.address[0], &text.netmask[0],
+                            &text.broadcast[0], device);
+    return ModifyIPAddress(params.operation == kSetPrimary ? 1 : 0, &name[0], &text.addressPrefix[0],
+                           &text.address[0], &text.netmask[0], &text.broadcast[0], request, device);
+}
+
+} // namespace
+
+int NetworkAdapter::SetAdapterIpAddress(char const* name, _NetParams* params)
+{
+    return SetAdapterIpAddressWrapper(name, params);
+}
+
+int NetworkAdapter::SetAdapterIpAddressWrapper(char const* ifname, _NetParams* params)
+{
+    if (params == nullptr)
+        return linnet_report_failure(*this, status::kFailure);
+    if (params->newFamily == kFamilyInet6)
+        return linnet_report_failure(*this, status::kIpv6Unsupported);
+    if (ifname == nullptr)
+        return linnet_report_failure(*this, status::kNoInterface);
+
+    _NetworkDevice* list = nullptr;
+    unsigned char count = 0;
+    int result = GetNetworkAdapterDetails(&list, &count, 1);
+    if (result != status::kSuccess) {
+        free_NetDev_List(list);
+        return result;
+    }
+    int outcome = guarded([&]() -> int {
+        std::string name = std::string(ifname).substr(0, std::string(ifname).find('@'));
+        _NetworkDevice* device = find_adapter(list, ifname, name);
+        if (device == nullptr)
+            return linnet_report_failure(*this, status::kNoInterface);
+        const uint8_t operation = params->operation;
+        if (operation == kModifyAlias || operation == kDeleteAlias) {
+            int presence = check_ip_presence(device->ipList, params->oldAddress, params->oldNetmask);
+            if (presence != status::kSuccess)
+                return linnet_report_failure(*this, presence);
+        }
+        // A duplicate is refused without a log line.
+        if ((operation == kAddAlias || operation == kModifyAlias) &&
+            check_ip_dups(device->ipList, params->newAddress, params->newNetmask) == status::kAddressAssigned)
+            return status::kAddressAssigned;
+        int distro = kDistroUnknown;
+        int detected = get_linux_distro(&distro);
+        if (detected != status::kSuccess)
+            return detected;
+        if (distro == kDistroSuse)
+            stop_suse_dhcp_client(name);
+        int done = run_operation(name, *params, params, device);
+        return done != status::kSuccess ? linnet_report_failure(*this, done) : done;
+    });
+    free_NetDev_List(list);
+    return outcome;
+}

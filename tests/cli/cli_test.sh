@@ -1,0 +1,55 @@
+#!/usr/bin/env bash
+# linnet as an administrator uses it, inside the simulated host:
+#   cli_test.sh LINNET FAMILY
+set -uo pipefail
+linnet=$1 family=$2
+failures=0
+
+check() {  # check DESCRIPTION EXPECTED_EXIT COMMAND... ; the output is in $out
+  local description=$1 expected=$2
+  shift 2
+  out=$("$@" 2>&1)
+  local status=$?
+  if [ "$status" -ne "$expected" ]; then
+    echo "FAIL: $description: exit $status, expected $expected"; echo "$out" | sed 's/^/    /'
+    failures=$((failures + 1))
+  fi
+}
+expect_output() {  # expect_output DESCRIPTION PATTERN
+  if ! grep -qE -- "$2" <<<"$out"; then
+    echo "FAIL: $1: no line matching '$2' in:"; echo "$out" | sed 's/^/    /'
+    failures=$((failures + 1))
+  fi
+}
+
+check "version" 0 "$linnet" version
+expect_output "version" '^libmxlinnet 13\.2$'
+check "error text" 0 "$linnet" error 53
+expect_output "error text" '^53: Input VLAN ID value is Invalid\.$'
+check "error without text" 1 "$linnet" error 112
+check "usage error" 2 "$linnet" addr add eth0 not-an-address
+
+check "host" 0 "$linnet" --json host
+expect_output "host" "\"family\": \"$family\""
+
+check "list" 0 "$linnet" list
+expect_output "list" '^eth0 +enabled +up +52:54:00:00:00:01 +1500 '
+check "show" 0 "$linnet" --json show eth0
+expect_output "show" '"address": "192\.0\.2\.11"'
+check "show unknown" 100 "$linnet" show eth9
+
+check "alias add" 0 "$linnet" addr add eth0 192.0.2.60/24
+check "alias listed" 0 "$linnet" addr eth0
+expect_output "alias listed" '^192\.0\.2\.60/24  eth0:2$'
+check "alias again" 115 "$linnet" --json addr add eth0 192.0.2.60/24
+expect_output "alias again json" '"status": 115'
+check "alias delete" 0 "$linnet" addr delete eth0 192.0.2.60
+check "primary delete" 116 "$linnet" addr delete eth0 192.0.2.10
+
+check "down" 0 "$linnet" down eth2
+ip -o link show eth2 | grep -q ',UP' && { echo "FAIL: eth2 still up"; failures=$((failures + 1)); }
+check "up" 0 "$linnet" up eth2
+ip -o link show eth2 | grep -q ',UP' || { echo "FAIL: eth2 not up"; failures=$((failures + 1)); }
+
+echo "$((failures == 0 ? 1 : 0)) passed, $failures failed"
+[ "$failures" -eq 0 ]

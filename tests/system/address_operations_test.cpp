@@ -1,0 +1,164 @@
+// Adding, modifying and deleting addresses on the simulated host: the live
+// addresses, the configuration files of both families, the refusals and
+// which of them are logged.
+#include "testbed.h"
+
+#include "mxlinnet.h"
+
+#include <arpa/inet.h>
+#include <chrono>
+#include <cstring>
+#include <thread>
+
+namespace {
+
+_NetParams request(uint8_t operation, const char* oldAddress, const char* newAddress, int prefix = 24)
+{
+    _NetParams params;
+    memset(&params, 0, sizeof params);
+    params.operation = operation;
+    params.oldFamily = params.newFamily = 2;
+    unsigned char mask[4] = {0, 0, 0, 0};
+    for (int bit = 0; bit < prefix; ++bit)
+        mask[bit / 8] |= static_cast<unsigned char>(0x80 >> (bit % 8));
+    if (oldAddress != nullptr) {
+        inet_pton(AF_INET, oldAddress, params.oldAddress);
+        memcpy(params.oldNetmask, mask, 4);
+    }
+    if (newAddress != nullptr) {
+        inet_pton(AF_INET, newAddress, params.newAddress);
+        memcpy(params.newNetmask, mask, 4);
+    }
+    return params;
+}
+
+// "ADDRESS/PREFIX LABEL" for every IPv4 address of the interface, in order.
+std::string live_addresses(const std::string& name)
+{
+    return testbed::sh("ip -4 addr show dev " + name + " | awk '/inet /{print $2, $NF}'");
+}
+
+bool logged(const std::string& text)
+{
+    for (int attempt = 0; attempt < 25; ++attempt) {
+        if (testbed::system_log().find(text) != std::string::npos)
+            return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return false;
+}
+
+size_t log_lines()
+{
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    std::string log = testbed::system_log();
+    size_t lines = 0;
+    for (char c : log)
+        lines += c == '\n';
+    return lines;
+}
+
+class AddressOperations : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (testbed::family().empty())
+            GTEST_SKIP() << "runs only inside the simulated host (scripts/testbed)";
+        if (testbed::family() != "redhat" && testbed::family() != "suse")
+            GTEST_SKIP() << "the two file dialects";
+        suse_ = testbed::family() == "suse";
+        dir_ = suse_ ? "/etc/sysconfig/network/" : "/etc/sysconfig/network-scripts/";
+        saved_ = testbed::sh("cd " + dir_ + " && tar cf - ifcfg-eth0* | base64 -w0");
+    }
+    void TearDown() override
+    {
+        if (saved_.empty())
+            return;
+        testbed::sh("cd " + dir_ + " && rm -f ifcfg-eth0* && echo " + saved_ + " | base64 -d | tar xf -");
+        testbed::sh("ip addr flush dev eth0 && ip addr add 192.0.2.10/24 brd + dev eth0 && "
+                    "ip addr add 192.0.2.11/24 brd + dev eth0 label eth0:1");
+    }
+
+    bool suse_ = false;
+    std::string dir_;
+    std::string saved_;
+    NetworkAdapter adapter_;
+};
+
+} // namespace
+
+TEST_F(AddressOperations, AddAndDeleteAnAlias)
+{
+    _NetParams add = request(2, nullptr, "192.0.2.20");
+    ASSERT_EQ(0, adapter_.SetAdapterIpAddress("eth0", &add));
+    EXPECT_EQ("192.0.2.10/24 eth0\n192.0.2.11/24 eth0:1\n192.0.2.20/24 eth0:2\n", live_addresses("eth0"));
+    if (suse_) {
+        std::string file = testbed::read(dir_ + "ifcfg-eth0");
+        EXPECT_NE(std::string::npos, file.find("IPADDR1='192.0.2.20'\nNETMASK1='255.255.255.0'\nLABEL1='2'\n")) << file;
+    } else {
+        EXPECT_EQ("DEVICE=eth0:2\nBOOTPROTO=static\nIPADDR=192.0.2.20\nNETMASK=255.255.255.0\nTYPE=Ethernet\nONBOOT=no\n",
+                  testbed::read(dir_ + "ifcfg-eth0:2"));
+    }
+
+    _NetParams remove = request(4, "192.0.2.20", nullptr);
+    ASSERT_EQ(0, adapter_.SetAdapterIpAddress("eth0", &remove));
+    EXPECT_EQ("192.0.2.10/24 eth0\n192.0.2.11/24 eth0:1\n", live_addresses("eth0"));
+    if (suse_)
+        EXPECT_EQ(std::string::npos, testbed::read(dir_ + "ifcfg-eth0").find("192.0.2.20"));
+    else
+        EXPECT_FALSE(testbed::exists(dir_ + "ifcfg-eth0:2"));
+}
+
+TEST_F(AddressOperations, ModifyAnAliasTearsDownAndReaddsEveryAddress)
+{
+    _NetParams modify = request(3, "192.0.2.11", "192.0.2.21");
+    ASSERT_EQ(0, adapter_.SetAdapterIpAddress("eth0", &modify));
+    EXPECT_EQ("192.0.2.10/24 eth0\n192.0.2.21/24 eth0:1\n", live_addresses("eth0"));
+    if (suse_) {
+        std::string file = testbed::read(dir_ + "ifcfg-eth0");
+        EXPECT_NE(std::string::npos, file.find("IPADDR0='192.0.2.21'")) << file;
+        EXPECT_NE(std::string::npos, file.find("IPADDR='192.0.2.10'")) << file;
+    } else {
+        std::string alias = testbed::read(dir_ + "ifcfg-eth0:1");
+        EXPECT_NE(std::string::npos, alias.find("IPADDR=192.0.2.21\n")) << alias;
+    }
+}
+
+TEST_F(AddressOperations, ModifyThePrimary)
+{
+    _NetParams set = request(1, nullptr, "192.0.2.30", 25);
+    ASSERT_EQ(0, adapter_.SetAdapterIpAddress("eth0", &set));
+    EXPECT_EQ("192.0.2.30/25 eth0\n192.0.2.11/24 eth0:1\n", live_addresses("eth0"));
+    std::string file = testbed::read(dir_ + "ifcfg-eth0");
+    EXPECT_NE(std::string::npos, file.find(suse_ ? "IPADDR='192.0.2.30'" : "IPADDR=192.0.2.30\n")) << file;
+    EXPECT_NE(std::string::npos, file.find(suse_ ? "NETMASK='255.255.255.128'" : "NETMASK=255.255.255.128\n")) << file;
+}
+
+TEST_F(AddressOperations, RefusalsAndWhichAreLogged)
+{
+    const std::string files = testbed::sh("cd " + dir_ + " && cat ifcfg-eth0*");
+    const std::string live = live_addresses("eth0");
+
+    size_t lines = log_lines();
+    _NetParams duplicate = request(2, nullptr, "192.0.2.11");
+    EXPECT_EQ(115, adapter_.SetAdapterIpAddress("eth0", &duplicate));
+    EXPECT_EQ(lines, log_lines()) << "a duplicate is refused silently";
+
+    _NetParams primary = request(4, "192.0.2.10", nullptr);
+    EXPECT_EQ(116, adapter_.SetAdapterIpAddress("eth0", &primary));
+    EXPECT_TRUE(logged("Deletion of Primary IP Address is not allowed."));
+    _NetParams absent = request(3, "192.0.2.99", "192.0.2.98");
+    EXPECT_EQ(114, adapter_.SetAdapterIpAddress("eth0", &absent));
+    EXPECT_TRUE(logged("List Index is not correct / current IPAddress is not present."));
+
+    _NetParams ipv6 = request(2, nullptr, "192.0.2.40");
+    ipv6.newFamily = 10;
+    EXPECT_EQ(105, adapter_.SetAdapterIpAddress("eth0", &ipv6));
+    _NetParams unknown = request(2, nullptr, "192.0.2.40");
+    EXPECT_EQ(100, adapter_.SetAdapterIpAddress("eth99", &unknown));
+    _NetParams noop = request(7, nullptr, "192.0.2.40");
+    EXPECT_EQ(0, adapter_.SetAdapterIpAddress("eth0", &noop));
+
+    EXPECT_EQ(files, testbed::sh("cd " + dir_ + " && cat ifcfg-eth0*")) << "no file changed";
+    EXPECT_EQ(live, live_addresses("eth0")) << "no address changed";
+}
