@@ -6,6 +6,9 @@
 #include "mxlinnet.h"
 
 #include <arpa/inet.h>
+#include <cerrno>
+#include <csignal>
+#include <sys/wait.h>
 #include <chrono>
 #include <cstring>
 #include <thread>
@@ -161,4 +164,50 @@ TEST_F(AddressOperations, RefusalsAndWhichAreLogged)
 
     EXPECT_EQ(files, testbed::sh("cd " + dir_ + " && cat ifcfg-eth0*")) << "no file changed";
     EXPECT_EQ(live, live_addresses("eth0")) << "no address changed";
+}
+
+TEST_F(AddressOperations, SuseEntryMissingFromTheFileIs109AndLogged)
+{
+    if (!suse_)
+        GTEST_SKIP() << "numbered entries are the SUSE family's";
+    testbed::sh("ip addr add 192.0.2.70/24 dev eth0 label eth0:5");
+    _NetParams remove = request(4, "192.0.2.70", nullptr);
+    EXPECT_EQ(109, adapter_.SetAdapterIpAddress("eth0", &remove));
+    EXPECT_TRUE(logged("IP Address to be deleted NOT found / List Index NOT correct (in conf file)."));
+    EXPECT_EQ(std::string::npos, live_addresses("eth0").find("192.0.2.70")) << "removed at run time all the same";
+}
+
+TEST_F(AddressOperations, SwitchToDhcp)
+{
+    struct sigaction saved {};
+    sigaction(SIGCHLD, nullptr, &saved);
+    const std::string before = testbed::calls_log();
+    _NetParams dhcp = request(1, nullptr, nullptr);
+    dhcp.useDhcp = 1;
+    EXPECT_EQ(0, adapter_.SetAdapterIpAddress("eth0", &dhcp));
+    std::string file = testbed::read(dir_ + "ifcfg-eth0");
+    EXPECT_NE(std::string::npos, file.find(suse_ ? "BOOTPROTO='dhcp'\n" : "BOOTPROTO=dhcp\n")) << file;
+    EXPECT_EQ(std::string::npos, file.find(suse_ ? "IPADDR='" : "IPADDR=")) << file;
+    EXPECT_NE(std::string::npos, testbed::sh("ip -o link show eth0").find(",UP")) << "the link came back up";
+
+    // The SUSE family starts dhcpcd a second after the call; the Red Hat
+    // family starts no client.
+    const std::string pidFile = "/run/dhcpcd-eth0.pid";
+    for (int attempt = 0; attempt < 100 && suse_ && !testbed::exists(pidFile); ++attempt)
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    std::this_thread::sleep_for(std::chrono::milliseconds(suse_ ? 0 : 1500));
+    const std::string calls = testbed::calls_log().substr(before.size());
+    EXPECT_EQ(suse_ ? "dhcpcd eth0\n" : "", calls);
+    if (suse_) {
+        testbed::sh("kill $(cat " + pidFile + ") 2>/dev/null; rm -f " + pidFile);
+        // A client already running makes the next switch stop it first.
+        testbed::write(pidFile, "999999\n");
+        EXPECT_EQ(0, adapter_.SetAdapterIpAddress("eth0", &dhcp));
+        for (int attempt = 0; attempt < 100 && !testbed::exists(pidFile); ++attempt)
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        testbed::sh("kill $(cat " + pidFile + ") 2>/dev/null; rm -f " + pidFile);
+    }
+    for (int attempt = 0; attempt < 100 && !(waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD); ++attempt)
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    sigaction(SIGCHLD, &saved, nullptr);
 }
