@@ -15,92 +15,17 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
-#include <vector>
-
-extern char** environ;
 
 namespace {
 
 constexpr size_t kCommandBufSize = 160;
 constexpr size_t kPidPathSize = 80;
 constexpr size_t kPidTextSize = 80;
-constexpr time_t kClientDelaySeconds = 1;
+constexpr unsigned kClientDelaySeconds = 1;
 
 constexpr const char* kDhcpcdCommand = "/sbin/dhcpcd %s &>/dev/null &";
-constexpr const char* kDevNull = "/dev/null";
-
-// Everything the detached child needs is made here, before the fork: in a
-// process with other threads only async-signal-safe work is allowed between
-// fork() and the end of the child, and building an argument vector or spawn
-// actions allocates memory. The child itself only sleeps, calls posix_spawn
-// (glibc's takes no lock and allocates nothing: the program is started from a
-// stack mapped for it) and, for a command run in the foreground, waitpid.
-class DetachedStart {
-public:
-    explicit DetachedStart(const host::Command& command)
-        : arguments_(command.arguments()), background_(command.background())
-    {
-        for (const std::string& argument : arguments_)
-            argv_.push_back(const_cast<char*>(argument.c_str()));
-        argv_.push_back(nullptr);
-        searchPath_ = !arguments_.empty() && arguments_.front().find('/') == std::string::npos;
-
-        posix_spawn_file_actions_init(&actions_);
-        if (command.discardsOutput())
-            posix_spawn_file_actions_addopen(&actions_, STDOUT_FILENO, kDevNull, O_WRONLY, 0);
-        if (command.discardsErrors())
-            posix_spawn_file_actions_addopen(&actions_, STDERR_FILENO, kDevNull, O_WRONLY, 0);
-        // SIGCHLD stays ignored in this process; the client gets its default
-        // disposition back, so that it can wait for programs of its own.
-        posix_spawnattr_init(&attributes_);
-        sigset_t defaults;
-        sigemptyset(&defaults);
-        sigaddset(&defaults, SIGCHLD);
-        posix_spawnattr_setsigdefault(&attributes_, &defaults);
-        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF);
-    }
-    ~DetachedStart()
-    {
-        posix_spawnattr_destroy(&attributes_);
-        posix_spawn_file_actions_destroy(&actions_);
-    }
-    DetachedStart(const DetachedStart&) = delete;
-    DetachedStart& operator=(const DetachedStart&) = delete;
-
-    // The child's whole life: one second's wait, then the command. A command
-    // ending in "&" is left running on its own (it is adopted by init); any
-    // other is waited for. SIGCHLD is ignored, so the kernel collects
-    // whatever ends and no zombie is left.
-    [[noreturn]] void run_in_child() const noexcept
-    {
-        struct timespec delay = {kClientDelaySeconds, 0};
-        while (nanosleep(&delay, &delay) == -1 && errno == EINTR) {
-        }
-        if (!arguments_.empty()) {
-            pid_t pid = 0;
-            int error = searchPath_ ? posix_spawnp(&pid, argv_[0], &actions_, &attributes_, argv_.data(), environ)
-                                    : posix_spawn(&pid, argv_[0], &actions_, &attributes_, argv_.data(), environ);
-            if (error == 0 && !background_) {
-                while (waitpid(pid, nullptr, 0) == -1 && errno == EINTR) {
-                }
-            }
-        }
-        _exit(0);
-    }
-
-private:
-    std::vector<std::string> arguments_;
-    std::vector<char*> argv_;
-    bool background_;
-    bool searchPath_ = false;
-    posix_spawn_file_actions_t actions_;
-    posix_spawnattr_t attributes_;
-};
 
 // The command text as the process-wide buffer holds it: cut to its size.
 void set_system_buf(const char* text)
@@ -110,16 +35,12 @@ void set_system_buf(const char* text)
         strncpy(system_buf, text, sizeof system_buf - 1);
 }
 
-// SIGCHLD is set to ignored for the whole process, for good, and the child
-// started. The child's pid, or -1.
+// SIGCHLD is set to ignored for the whole process, for good, so the kernel
+// collects the child; then the child is started. Its pid, or -1.
 int start_detached(const host::Command& command)
 {
-    DetachedStart start(command);
     signal(SIGCHLD, SIG_IGN);
-    pid_t pid = fork();
-    if (pid == 0)
-        start.run_in_child();
-    return pid;
+    return host::start_after_delay(command, kClientDelaySeconds);
 }
 
 // The text taken word for word: '%' is no conversion here.

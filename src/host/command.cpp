@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/stat.h>
@@ -246,7 +247,62 @@ int spawn_and_wait(const Command& command, SpawnActions& actions)
     return wait_for(pid);
 }
 
+// Everything a delayed child needs is made before the fork: in a process
+// with other threads only async-signal-safe work is allowed between fork()
+// and the end of the child, and building an argument vector or spawn actions
+// allocates memory. The child itself only sleeps, calls posix_spawn (glibc's
+// takes no lock and allocates nothing) and, for a foreground command, waitpid.
+class DelayedStart {
+public:
+    explicit DelayedStart(const Command& command) : argv_(command.arguments()), background_(command.background())
+    {
+        if (!command.arguments().empty() && find_program(command.arguments().front(), path_) != 0)
+            path_.clear();
+        actions_.discard(command);
+        posix_spawnattr_init(&attributes_);
+        sigset_t defaults;
+        sigemptyset(&defaults);
+        sigaddset(&defaults, SIGCHLD);
+        posix_spawnattr_setsigdefault(&attributes_, &defaults);
+        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF);
+    }
+    ~DelayedStart() { posix_spawnattr_destroy(&attributes_); }
+    DelayedStart(const DelayedStart&) = delete;
+    DelayedStart& operator=(const DelayedStart&) = delete;
+
+    [[noreturn]] void run_in_child(unsigned delaySeconds) const noexcept
+    {
+        struct timespec delay = {static_cast<time_t>(delaySeconds), 0};
+        while (nanosleep(&delay, &delay) == -1 && errno == EINTR) {
+        }
+        pid_t pid = 0;
+        if (!path_.empty() &&
+            posix_spawn(&pid, path_.c_str(), actions_.get(), &attributes_, argv_.get(), environ) == 0 &&
+            !background_) {
+            while (waitpid(pid, nullptr, 0) == -1 && errno == EINTR) {
+            }
+        }
+        _exit(0);
+    }
+
+private:
+    std::string path_;
+    ArgumentVector argv_;
+    bool background_;
+    SpawnActions actions_;
+    posix_spawnattr_t attributes_;
+};
+
 } // namespace
+
+int start_after_delay(const Command& command, unsigned delaySeconds)
+{
+    DelayedStart start(command);
+    pid_t pid = fork();
+    if (pid == 0)
+        start.run_in_child(delaySeconds);
+    return pid;
+}
 
 Command Command::format(const char* text, const std::vector<Value>& values)
 {

@@ -73,6 +73,13 @@ int run(const Command& command);
 // `waitStatus`, when given, receives the command's wait status.
 int capture(const Command& command, std::string& output, int* waitStatus = nullptr);
 
+// Starts a child that waits `delaySeconds` and then runs the command (a
+// command ending in "&" is left running on its own, any other is waited for
+// by the child). The caller does not wait: it must have SIGCHLD ignored, or
+// collect the child itself. The program gets SIGCHLD at its default. Returns
+// the child's pid, or -1.
+int start_after_delay(const Command& command, unsigned delaySeconds);
+
 // Runs the command with its standard output written to the open descriptor.
 // Returns the wait status as run() does.
 int run_into(const Command& command, int outputFd);

@@ -6,6 +6,7 @@
 #include "interface/lists.h"
 #include "interface/status.h"
 
+#include <cstring>
 #include <fstream>
 #include <unistd.h>
 
@@ -65,3 +66,16 @@ int GetNetworkAdapterDetails(_NetworkDevice** list, unsigned char* count, int wi
         *count = static_cast<unsigned char>(result);
     return status::kSuccess;
 }
+
+namespace inventory {
+
+_NetworkDevice* find_adapter(_NetworkDevice* list, const char* name, const std::string& alternate)
+{
+    for (_NetworkDevice* dev = name != nullptr ? list : nullptr; dev != nullptr; dev = dev->next) {
+        if (dev->ifName[0] != '\0' && (strcmp(dev->ifName, name) == 0 || alternate == dev->ifName))
+            return dev;
+    }
+    return nullptr;
+}
+
+} // namespace inventory

@@ -5,6 +5,7 @@
 #include "mxlinnet.h"
 
 #include <istream>
+#include <string>
 
 constexpr const char* kLinkSnapshotPath = "/tmp/printlinkinfo";
 
@@ -19,6 +20,11 @@ extern "C" LINNET_EXPORT int _GetNetworkAdaptors(char const* path);
 LINNET_EXPORT int populate_struct_from_file(_NetworkDevice** list, int withAddresses);
 
 namespace inventory {
+
+// The first adapter of the list named `name`, or else `alternate` when that
+// is not empty; null when none is. The empty record of a host without
+// adapters matches no name.
+_NetworkDevice* find_adapter(_NetworkDevice* list, const char* name, const std::string& alternate = "");
 
 // The parser itself, over any stream of snapshot text.
 int parse_link_snapshot(std::istream& snapshot, _NetworkDevice** list, int withAddresses);

@@ -200,10 +200,8 @@ int delete_all_addresses(char* ifname, _NetworkDevice* device)
     if (device == nullptr) {
         unsigned char count = 0;
         int result = GetNetworkAdapterDetails(&list, &count, 1);
-        for (_NetworkDevice* dev = list; result == status::kSuccess && dev != nullptr; dev = dev->next) {
-            if (device == nullptr && dev->ifName[0] != '\0' && strcmp(dev->ifName, ifname) == 0)
-                device = dev;
-        }
+        if (result == status::kSuccess)
+            device = inventory::find_adapter(list, ifname);
         if (result == status::kSuccess && device == nullptr)
             result = status::kNoInterface;
         if (result != status::kSuccess) {

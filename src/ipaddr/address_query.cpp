@@ -25,11 +25,7 @@ int NetworkAdapter::GetAdapterIpAddressWrapper(char const* name, unsigned int, u
         free_NetDev_List(list);
         return result;
     }
-    const _NetworkDevice* found = nullptr;
-    for (const _NetworkDevice* dev = list; name != nullptr && dev != nullptr && found == nullptr; dev = dev->next) {
-        if (strcmp(dev->ifName, name) == 0)
-            found = dev;
-    }
+    const _NetworkDevice* found = inventory::find_adapter(list, name);
     if (found == nullptr) {
         free_NetDev_List(list);
         return status::kNoInterface;

@@ -23,15 +23,6 @@ constexpr uint8_t kFamilyInet6 = 10;
 enum Operation : uint8_t { kSetPrimary = 1, kAddAlias = 2, kModifyAlias = 3, kDeleteAlias = 4 };
 constexpr const char* kDhcpcdPidFormat = "/var/run/dhcpcd-%s.pid";
 
-_NetworkDevice* find_adapter(_NetworkDevice* list, const char* fullName, const std::string& name)
-{
-    for (_NetworkDevice* dev = list; dev != nullptr; dev = dev->next) {
-        if (dev->ifName[0] != '\0' && (strcmp(dev->ifName, fullName) == 0 || name == dev->ifName))
-            return dev;
-    }
-    return nullptr;
-}
-
 // A DHCP client still running for the adapter would take the address back.
 void stop_suse_dhcp_client(std::string& name)
 {
@@ -84,7 +75,7 @@ int NetworkAdapter::SetAdapterIpAddressWrapper(char const* ifname, _NetParams* p
     }
     int outcome = guarded([&]() -> int {
         std::string name = std::string(ifname).substr(0, std::string(ifname).find('@'));
-        _NetworkDevice* device = find_adapter(list, ifname, name);
+        _NetworkDevice* device = inventory::find_adapter(list, ifname, name);
         if (device == nullptr)
             return linnet_report_failure(*this, status::kNoInterface);
         const uint8_t operation = params->operation;
