@@ -244,12 +244,37 @@ public:
     // 2 adds an alias, 3 modifies an alias, 4 deletes an alias.
     int SetAdapterIpAddress(char const* name, _NetParams* params);
 
+    // The default gateway the adapter uses, as one 54-byte entry (0.0.0.0
+    // when the default route goes through another adapter); 105 for family 10.
+    int GetAdapterGateway(char const* name, unsigned int family, unsigned int reserved, void* buf,
+                          unsigned int* len);
+    // params->operation 1 replaces the default route and records the gateway
+    // in the configuration of the interface the route uses.
+    int SetAdapterGateway(char const* name, _NetParams* params);
+    // The name servers of /etc/resolv.conf as 54-byte entries; 106 when none.
+    int GetAdapterDnsServer(char const* name, unsigned int family, unsigned int reserved, void* buf,
+                            unsigned int* len);
+    // params->operation: 2 adds, 3 replaces, 4 deletes a name server.
+    int SetAdapterDns(char const* name, _NetParams* params);
+    // The MTU through the kernel and in the configuration file (22..10222).
+    int SetMtu(char const* name, unsigned int mtu);
+    // The MTU in the configuration file only.
+    int SetMTUInConfigFile(char* name, char* hwaddr, unsigned int mtu);
+
     // The bodies of the operations above.
     int GetNetworkAdaptersWrapper(void* buf, unsigned int* len);
     int GetAdapterIpAddressWrapper(char const* name, unsigned int family, unsigned int reserved, void* buf,
                                    unsigned int* len);
     int DisableEnableWrapper(char const* name, unsigned char action);
     int SetAdapterIpAddressWrapper(char const* name, _NetParams* params);
+    int GetAdapterGatewayWrapper(char const* name, unsigned int family, unsigned int reserved, void* buf,
+                                 unsigned int* len);
+    int SetAdapterGatewayWrapper(char const* name, _NetParams* params);
+    int GetAdapterDnsServerWrapper(char const* name, unsigned int family, unsigned int reserved, void* buf,
+                                   unsigned int* len);
+    int SetAdapterDnsWrapper(char const* name, _NetParams* params);
+    int SetMtuWrapper(char const* name, unsigned int mtu);
+    int SetMTUInConfigFileWrapper(char* name, char* hwaddr, unsigned int mtu);
 
     // Adds the address stored in the adapter's configuration file to the
     // running interface; *isDhcp is set when the file says DHCP.
