@@ -155,7 +155,9 @@ int replace_file(const std::string& path, const std::string& content)
     struct stat info;
     if (stat(target.c_str(), &info) == -1)
         return errno == ENOENT ? replace_through_rename(target, content, nullptr) : status::kFileOpen;
-    if (!S_ISREG(info.st_mode))
+    // An existing file is rewritten only where it could be opened for
+    // writing; the directory's permission to rename over it is not enough.
+    if (!S_ISREG(info.st_mode) || faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0)
         return status::kFileOpen;
     if (info.st_nlink > 1)
         return rewrite_shared_file(target, content);

@@ -51,5 +51,11 @@ ip -o link show eth2 | grep -q ',UP' && { echo "FAIL: eth2 still up"; failures=$
 check "up" 0 "$linnet" up eth2
 ip -o link show eth2 | grep -q ',UP' || { echo "FAIL: eth2 not up"; failures=$((failures + 1)); }
 
+check "mtu" 0 "$linnet" mtu eth2 9000
+[ "$(cat /sys/class/net/eth2/mtu)" = 9000 ] || { echo "FAIL: eth2 mtu not 9000"; failures=$((failures + 1)); }
+check "mtu bounds" 61 "$linnet" mtu eth2 21
+check "mtu file only" 0 "$linnet" mtu eth2 1500 --file-only
+[ "$(cat /sys/class/net/eth2/mtu)" = 9000 ] || { echo "FAIL: --file-only changed the live mtu"; failures=$((failures + 1)); }
+
 echo "$((failures == 0 ? 1 : 0)) passed, $failures failed"
 [ "$failures" -eq 0 ]

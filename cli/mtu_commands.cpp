@@ -1,0 +1,33 @@
+// linnet mtu IF N [--file-only].
+#include "commands.h"
+
+namespace cli {
+
+namespace {
+
+int set_mtu(NetworkAdapter& adapter, const Output& output, std::string name, unsigned int mtu, bool fileOnly)
+{
+    int status = 0;
+    {
+        LibraryOutput quiet(showLibraryOutput);
+        char hwaddr[] = "";
+        status = fileOnly ? adapter.SetMTUInConfigFile(&name[0], hwaddr, mtu) : adapter.SetMtu(name.c_str(), mtu);
+    }
+    return status != 0 ? output.failure(status) : 0;
+}
+
+} // namespace
+
+void add_mtu_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus)
+{
+    static std::string name;
+    static unsigned int mtu = 0;
+    static bool fileOnly = false;
+    CLI::App* command = app.add_subcommand("mtu", "Set an adapter's MTU (22..10222) now and in its configuration file");
+    command->add_option("IF", name, "Interface name")->required();
+    command->add_option("MTU", mtu, "The new MTU")->required();
+    command->add_flag("--file-only", fileOnly, "Change the configuration file only");
+    command->callback([&] { exitStatus = set_mtu(adapter, output, name, mtu, fileOnly); });
+}
+
+} // namespace cli

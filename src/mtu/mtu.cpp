@@ -1,0 +1,108 @@
+// The MTU of an adapter, through the kernel and in its configuration file.
+#include "mtu.h"
+
+#include "host/config_file.h"
+#include "host/dialect.h"
+#include "host/distro.h"
+#include "interface/guard.h"
+#include "interface/lists.h"
+#include "interface/report.h"
+#include "interface/status.h"
+#include "inventory/snapshot.h"
+
+#include <cstdio>
+#include <cstring>
+#include <net/if.h>
+#include <string>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+// The bounds are the product's own, whatever the device would take.
+constexpr unsigned int kMtuLowest = 22;
+constexpr unsigned int kMtuHighest = 10222;
+constexpr const char* kMtuKey = "MTU";
+
+int write_mtu_setting(char* ifname, unsigned int mtu)
+{
+    int distro = kDistroUnknown;
+    int result = get_linux_distro(&distro);
+    if (result != status::kSuccess)
+        return result;
+    const host::ConfigDialect* dialect = host::dialect_for(distro);
+    if (dialect == nullptr || !host::is_file_name_safe(ifname))
+        return status::kFileOpen;
+    const std::string path = dialect->interface_file(ifname);
+    std::string existing;
+    if (!host::read_file(path, existing))
+        return status::kFileOpen;
+    char value[80];
+    snprintf(value, sizeof value, "%d", static_cast<int>(mtu));
+    host::KeyUpdate update;
+    update.key = kMtuKey;
+    update.line = dialect->setting(kMtuKey, value);
+    return host::update_key_in_file(path, update, &update.line);
+}
+
+} // namespace
+
+int SetMTUIoctl(const char* ifname, unsigned int mtu)
+{
+    int socketFd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (socketFd < 0)
+        return status::kFailure;
+    if (mtu - kMtuLowest > kMtuHighest - kMtuLowest) {
+        close(socketFd);
+        return status::kMtuOutOfRange;
+    }
+    ifreq request;
+    memset(&request, 0, sizeof request);
+    if (ifname != nullptr)
+        strncpy(request.ifr_name, ifname, IFNAMSIZ - 1);
+    request.ifr_mtu = static_cast<int>(mtu);
+    int result = ioctl(socketFd, SIOCSIFMTU, &request) == -1 ? status::kFailure : status::kSuccess;
+    close(socketFd);
+    return result;
+}
+
+int NetworkAdapter::SetMtu(char const* name, unsigned int mtu)
+{
+    return SetMtuWrapper(name, mtu);
+}
+
+int NetworkAdapter::SetMTUInConfigFile(char* name, char* hwaddr, unsigned int mtu)
+{
+    return SetMTUInConfigFileWrapper(name, hwaddr, mtu);
+}
+
+int NetworkAdapter::SetMtuWrapper(char const* ifname, unsigned int mtu)
+{
+    _NetworkDevice* list = nullptr;
+    unsigned char count = 0;
+    int result = GetNetworkAdapterDetails(&list, &count, 0);
+    if (result != status::kSuccess) {
+        free_NetDev_List(list);
+        return result;
+    }
+    result = guarded([&]() -> int {
+        std::string name = ifname != nullptr ? std::string(ifname).substr(0, std::string(ifname).find('@')) : "";
+        const _NetworkDevice* device = inventory::find_adapter(list, ifname, name);
+        if (device == nullptr)
+            return linnet_report_failure(*this, status::kNoInterface);
+        int set = SetMTUIoctl(name.c_str(), mtu);
+        if (set != status::kSuccess)
+            return set;
+        char hwaddr[sizeof device->macAddrStr];
+        memcpy(hwaddr, device->macAddrStr, sizeof hwaddr);
+        return SetMTUInConfigFileWrapper(&name[0], hwaddr, mtu);
+    });
+    free_NetDev_List(list);
+    return result;
+}
+
+int NetworkAdapter::SetMTUInConfigFileWrapper(char* ifname, char*, unsigned int mtu)
+{
+    return guarded([&] { return write_mtu_setting(ifname, mtu); });
+}
