@@ -260,6 +260,23 @@ public:
     int SetMtu(char const* name, unsigned int mtu);
     // The MTU in the configuration file only.
     int SetMTUInConfigFile(char* name, char* hwaddr, unsigned int mtu);
+    // Creates the VLAN PARENT.VID (1..4094) on the parent adapter and its
+    // configuration file; the flag is not used.
+    int SetVlanId(char const* parent, unsigned short vlanId, unsigned char flag);
+    // Removes the VLAN and its configuration files.
+    int RemoveVlan(char const* parent, unsigned short vlanId);
+
+    // Diagnostics. Ping and TraceRoute start a worker thread and return at
+    // once; the worker fills `shm` and sets shm->done when the result is
+    // complete (zero the area before a traceroute).
+    int Ping(const void* address, unsigned char addrType, unsigned char count, unsigned long timeoutMs,
+             SharedMem* shm);
+    int TraceRoute(const void* address, unsigned char addrType, SharedMem* shm);
+    // The IPv4 TCP and UDP sockets as 51-byte entries; *len grows by 51 per
+    // entry (set it to 0 first).
+    int GetConnections(void* buf, unsigned int* len);
+    // The adapter's traffic counters as one 156-byte entry.
+    int GetAdapterStats(const char* name, void* buf, unsigned int* len);
 
     // The bodies of the operations above.
     int GetNetworkAdaptersWrapper(void* buf, unsigned int* len);
@@ -275,6 +292,10 @@ public:
     int SetAdapterDnsWrapper(char const* name, _NetParams* params);
     int SetMtuWrapper(char const* name, unsigned int mtu);
     int SetMTUInConfigFileWrapper(char* name, char* hwaddr, unsigned int mtu);
+    int SetVlanIdWrapper(char const* parent, unsigned short vlanId, unsigned char flag, int networkManagerEnabled);
+    int RemoveVlanWrapper(char const* parent, unsigned short vlanId);
+    // Removes the VLAN's configuration file (and its alias files).
+    int RemVlanIdConffile(char const* parent, unsigned short vlanId, _NetworkDevice* record);
 
     // Adds the address stored in the adapter's configuration file to the
     // running interface; *isDhcp is set when the file says DHCP.
