@@ -172,6 +172,11 @@ int append_to_file(const std::string& path, const std::string& text)
     return replace_file(path, old + text);
 }
 
+bool remove_file(const std::string& path)
+{
+    return unlink(path.c_str()) == 0;
+}
+
 std::string apply_key_update(const std::string& oldText, const KeyUpdate& update)
 {
     std::string text;

@@ -66,6 +66,9 @@ inline bool contains(std::string_view text, std::string_view needle)
 int replace_file(const std::string& path, const std::string& content);
 // Appends text to the file (creating it when missing); 0 or 98.
 int append_to_file(const std::string& path, const std::string& text);
+// Deletes the file (a symbolic link itself, not its target); false when it
+// could not be deleted.
+bool remove_file(const std::string& path);
 
 // A key update of the start-on-boot, MTU and gateway kind: every line that
 // carries the key is replaced by `line`; when none does, `line` is appended.
