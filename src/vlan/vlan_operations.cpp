@@ -1,0 +1,208 @@
+// Creating and removing 802.1Q VLAN interfaces with vconfig.
+#include "vlan.h"
+
+#include "host/command.h"
+#include "host/dialect.h"
+#include "host/distro.h"
+#include "interface/guard.h"
+#include "interface/lists.h"
+#include "interface/report.h"
+#include "interface/status.h"
+#include "inventory/details.h"
+#include "inventory/snapshot.h"
+#include "link/link_control.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+namespace {
+
+constexpr unsigned short kLowestVlanId = 1;
+constexpr unsigned short kHighestVlanId = 4094;
+// The buffers the VLAN interface's name is made into.
+constexpr size_t kSetNameSize = 256;
+constexpr size_t kRemoveNameSize = 64;
+constexpr size_t kCheckNameSize = 256;
+constexpr size_t kCommandSize = 80;
+// A removal whose command could not be started at all.
+constexpr int kCommandNotStarted = -1;
+
+// The adapter list of one operation, released on every way out.
+struct AdapterList {
+    _NetworkDevice* head = nullptr;
+    AdapterList() = default;
+    ~AdapterList() { free_NetDev_List(head); }
+    AdapterList(const AdapterList&) = delete;
+    AdapterList& operator=(const AdapterList&) = delete;
+
+    int build()
+    {
+        unsigned char count = 0;
+        return GetNetworkAdapterDetails(&head, &count, 0);
+    }
+    // A host without adapters is listed as one empty record.
+    bool empty() const { return head == nullptr || head->ifName[0] == '\0'; }
+};
+
+// The Red Hat family runs the tool by its full path, SUSE through the PATH.
+struct RemoveCommand {
+    const char* dialect;  // host::ConfigDialect::name
+    const char* format;
+};
+constexpr RemoveCommand kRemoveCommands[] = {
+    {"redhat", "/sbin/vconfig rem %s"},
+    {"suse", "vconfig rem %s"},
+};
+
+const char* remove_command_for(int distro)
+{
+    const host::ConfigDialect* dialect = host::dialect_for(distro);
+    for (const RemoveCommand& command : kRemoveCommands) {
+        if (dialect != nullptr && strcmp(command.dialect, dialect->name) == 0)
+            return command.format;
+    }
+    return nullptr;
+}
+
+bool vlan_id_in_use(const _NetworkDevice* list, unsigned short vlanId)
+{
+    for (const _NetworkDevice* dev = list; dev != nullptr; dev = dev->next) {
+        if (dev->vlanId != 0 && dev->vlanId == vlanId)
+            return true;
+    }
+    return false;
+}
+
+// The first listed VLAN of that ID whose name holds `vlanName`. A VLAN the
+// kernel's table does not name leaves `vlanName` empty, which every name holds.
+_NetworkDevice* find_vlan(_NetworkDevice* list, const char* vlanName, unsigned short vlanId)
+{
+    for (_NetworkDevice* dev = list; dev != nullptr; dev = dev->next) {
+        if (dev->ifName[0] != '\0' && strstr(dev->ifName, vlanName) != nullptr && dev->vlanId == vlanId)
+            return dev;
+    }
+    return nullptr;
+}
+
+// vconfig's result follows the rule for every command: a wait status that
+// errno ECHILD or 0 accompanies counts as success.
+int add_vlan_interface(const char* parent, unsigned short vlanId)
+{
+    int result = host::run(host::Command::format("/sbin/vconfig add %s %d", parent, static_cast<int>(vlanId)));
+    if (result != 0 && errno != ECHILD && errno != 0)
+        return result;
+    char vlanName[kSetNameSize] = {};
+    get_vlan_interface_name(parent, vlanId, 0, vlanName);
+    return BringLinkUp(vlanName);
+}
+
+} // namespace
+
+int check_vlanid_exists(char const* parent, unsigned short vlanId, _NetworkDevice* list)
+{
+    return guarded([&]() -> int {
+        int distro = kDistroUnknown;
+        int result = get_linux_distro(&distro);
+        if (result != status::kSuccess)
+            return result;
+        char vlanName[kCheckNameSize] = {};
+        get_vlan_interface_name(parent, vlanId, distro, vlanName);
+        return inventory::find_adapter(list, vlanName) != nullptr ? status::kVlanExists : status::kSuccess;
+    });
+}
+
+int check_vlan_present(char const* needle, _NetworkDevice* list)
+{
+    if (needle == nullptr)
+        return 0;
+    int holders = 0;
+    for (const _NetworkDevice* dev = list; dev != nullptr; dev = dev->next) {
+        if (dev->ifName[0] != '\0' && strstr(dev->ifName, needle) != nullptr)
+            ++holders;
+    }
+    return holders > 1 ? 1 : 0;
+}
+
+int NetworkAdapter::SetVlanId(char const* parent, unsigned short vlanId, unsigned char flag)
+{
+    return SetVlanIdWrapper(parent, vlanId, flag, isNetworkManagerEnabled() ? 1 : 0);
+}
+
+int NetworkAdapter::RemoveVlan(char const* parent, unsigned short vlanId)
+{
+    return RemoveVlanWrapper(parent, vlanId);
+}
+
+// The flag is part of the interface and has no meaning.
+int NetworkAdapter::SetVlanIdWrapper(char const* parent, unsigned short vlanId, unsigned char,
+                                     int networkManagerEnabled)
+{
+    return guarded([&]() -> int {
+        if (parent == nullptr || strchr(parent, '.') != nullptr || strstr(parent, "vlan") != nullptr)
+            return linnet_report_failure(*this, status::kNoInterface);
+        if (vlanId < kLowestVlanId || vlanId > kHighestVlanId)
+            return linnet_report_failure(*this, status::kVlanIdInvalid);
+        AdapterList list;
+        int result = list.build();
+        if (result != status::kSuccess)
+            return result;
+        if (list.empty())
+            return linnet_report_failure(*this, status::kNoInterface);
+        // One VLAN ID per host, whichever parent carries it.
+        if (vlan_id_in_use(list.head, vlanId))
+            return linnet_report_failure(*this, status::kVlanIdInUse);
+        _NetworkDevice* parentRecord = inventory::find_adapter(list.head, parent);
+        if (parentRecord == nullptr)
+            return linnet_report_failure(*this, status::kNoInterface);
+        if (parentRecord->isEnabled != 1)
+            return linnet_report_failure(*this, status::kParentDisabled);
+        result = check_vlanid_exists(parent, vlanId, list.head);
+        if (result != status::kSuccess)
+            return linnet_report_failure(*this, result);
+
+        result = add_vlan_interface(parent, vlanId);
+        // NetworkManager would override the file, so none is written.
+        if (networkManagerEnabled != 0 || result != status::kSuccess)
+            return result;
+        return AddVlanIdConffile(parent, vlanId, parentRecord);
+    });
+}
+
+int NetworkAdapter::RemoveVlanWrapper(char const* parent, unsigned short vlanId)
+{
+    return guarded([&]() -> int {
+        // Unlike creation, ID 0 passes here and goes on to the search.
+        if (parent == nullptr || vlanId > kHighestVlanId)
+            return linnet_report_failure(*this, status::kNoInterface);
+        printf("RemoveVlanWrapper:: Start %s:%d\n", parent, vlanId);
+        int distro = kDistroUnknown;
+        get_linux_distro(&distro);
+        char vlanName[kRemoveNameSize] = {};
+        get_vlan_interface_name(parent, vlanId, distro, vlanName);
+
+        AdapterList list;
+        int result = list.build();
+        if (result != status::kSuccess)
+            return result;
+        _NetworkDevice* vlan = find_vlan(list.head, vlanName, vlanId);
+        if (vlan == nullptr)
+            return linnet_report_failure(*this, status::kNoInterface);
+        const char* format = remove_command_for(distro);
+        if (format == nullptr)
+            return status::kFailure;
+        char commandText[kCommandSize] = {};
+        snprintf(commandText, sizeof commandText, format, vlanName);
+        printf("RemoveVlanWrapper:: Execute %s\n", commandText);
+
+        // The tool's output and exit status say nothing the files do not.
+        std::string output;
+        if (host::capture(host::Command::format(format, vlanName), output) != 0) {
+            perror("popen");
+            return kCommandNotStarted;
+        }
+        RemVlanIdConffile(parent, vlanId, vlan);
+        return status::kSuccess;
+    });
+}
