@@ -14,6 +14,7 @@ void add_library_commands(CLI::App& app, NetworkAdapter& adapter, Output& output
 void add_inventory_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
 void add_address_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
 void add_mtu_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
+void add_vlan_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
 void add_host_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
 
 } // namespace cli
