@@ -1,0 +1,121 @@
+// The public name-server query and setter. The name-server list is the
+// host's; the adapter named in the call only has to exist.
+#include "mxlinnet.h"
+
+#include "dns.h"
+#include "interface/conversions.h"
+#include "interface/globals.h"
+#include "interface/guard.h"
+#include "interface/lists.h"
+#include "interface/report.h"
+#include "interface/status.h"
+#include "inventory/snapshot.h"
+#include "name_servers.h"
+
+namespace {
+
+constexpr uint8_t kFamilyInet6 = 10;
+
+// The adapter list of one call, freed when the call ends.
+class Adapters {
+public:
+    Adapters() = default;
+    ~Adapters() { free_NetDev_List(list_); }
+    Adapters(const Adapters&) = delete;
+    Adapters& operator=(const Adapters&) = delete;
+
+    int load()
+    {
+        unsigned char count = 0;
+        return GetNetworkAdapterDetails(&list_, &count, 0);
+    }
+    bool lists(const char* name) const { return inventory::find_adapter(list_, name) != nullptr; }
+
+private:
+    _NetworkDevice* list_ = nullptr;
+};
+
+// Lists the entries into the caller's buffer; nothing is handed out (and the
+// byte count is 0) unless there is at least one entry.
+int hand_out_entries(void* buf, unsigned int* len)
+{
+    dns::EntryList entries = dns::new_entry_list();
+    int listed = 0;
+    int result = entries ? get_dns_entries(entries.get(), &listed) : status::kNoMemory;
+    if (result == status::kSuccess && listed == 0)
+        result = status::kNoDnsEntries;
+    if (result == status::kSuccess) {
+        for (_IpAddress* record = entries.get(); record != nullptr; record = record->next)
+            dns::to_address_record(*record);
+    }
+    if (buf != nullptr && len != nullptr) {
+        *len = result == status::kSuccess
+                   ? static_cast<unsigned int>(ConstructBuffer_lib(static_cast<char*>(buf), flat_address_size(), entries.get()))
+                   : 0;
+    }
+    return result;
+}
+
+int change_entries(_NetParams& params)
+{
+    char newText[kAddressTextSize] = {};
+    char oldText[kAddressTextSize] = {};
+    ConvertDataToString(params.newAddress, newText, params.newFamily);
+    ConvertDataToString(params.oldAddress, oldText, params.oldFamily);
+    switch (params.operation) {
+    case dns::kAdd:
+        return dns::add_entry(newText);
+    case dns::kReplace:
+        return mod_entry_to_dns_config_file(oldText, newText, dns::kReplace);
+    case dns::kDelete:
+        return del_entry_to_dns_config_file(oldText);
+    default:
+        return status::kSuccess;
+    }
+}
+
+} // namespace
+
+int NetworkAdapter::GetAdapterDnsServer(char const* name, unsigned int family, unsigned int reserved, void* buf,
+                                        unsigned int* len)
+{
+    return GetAdapterDnsServerWrapper(name, family, reserved, buf, len);
+}
+
+int NetworkAdapter::SetAdapterDns(char const* name, _NetParams* params)
+{
+    return SetAdapterDnsWrapper(name, params);
+}
+
+int NetworkAdapter::GetAdapterDnsServerWrapper(char const* name, unsigned int, unsigned int, void* buf,
+                                               unsigned int* len)
+{
+    return guarded([&]() -> int {
+        Adapters adapters;
+        int result = adapters.load();
+        if (result != status::kSuccess)
+            return result;
+        if (!adapters.lists(name))
+            return linnet_report_failure(*this, status::kNoInterface);
+        result = guarded([&] { return hand_out_entries(buf, len); });
+        return result != status::kSuccess ? linnet_report_failure(*this, result) : result;
+    });
+}
+
+int NetworkAdapter::SetAdapterDnsWrapper(char const* name, _NetParams* params)
+{
+    return guarded([&]() -> int {
+        if (params == nullptr)
+            return linnet_report_failure(*this, status::kFailure);
+        if (params->newFamily == kFamilyInet6)
+            return linnet_report_failure(*this, status::kIpv6Unsupported);
+        Adapters adapters;
+        int result = adapters.load();
+        if (result != status::kSuccess)
+            return result;
+        if (!adapters.lists(name))
+            return linnet_report_failure(*this, status::kNoInterface);
+        result = guarded([&] { return change_entries(*params); });
+        return result != status::kSuccess ? linnet_report_failure(*this, result) : result;
+    });
+}
