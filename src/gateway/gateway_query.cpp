@@ -1,0 +1,226 @@
+// Which default gateway an adapter uses: its configuration first (the
+// interface file on the Red Hat family, the routes file on the SUSE family),
+// else the running routing table, snapshotted to /tmp/routelistinfo.
+#include "gateway.h"
+
+#include "gateway_rules.h"
+#include "host/command.h"
+#include "host/config_file.h"
+#include "host/dialect.h"
+#include "host/distro.h"
+#include "host/fixed_file.h"
+#include "interface/conversions.h"
+#include "interface/globals.h"
+#include "interface/guard.h"
+#include "interface/lists.h"
+#include "interface/report.h"
+#include "interface/status.h"
+#include "inventory/snapshot.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <unistd.h>
+
+namespace {
+
+constexpr unsigned int kFamilyInet6 = 10;
+constexpr uint16_t kFamilyInet = 2;
+constexpr const char* kNoGateway = "0.0.0.0";
+
+struct FreeAddress {
+    void operator()(_IpAddress* record) const { FreePtrList(record, flat_address_size()); }
+};
+struct FreeDevices {
+    void operator()(_NetworkDevice* list) const { free_NetDev_List(list); }
+};
+using AddressRecord = std::unique_ptr<_IpAddress, FreeAddress>;
+using DeviceList = std::unique_ptr<_NetworkDevice, FreeDevices>;
+
+// Removes the routing snapshot when the query ends, whether it was made or not.
+struct SnapshotRemoval {
+    ~SnapshotRemoval() { host::remove_fixed_file(kRouteSnapshotPath); }
+};
+
+// The gateway text lives in the record's 16-byte address area while it is
+// read. Each new text clears the area first, so a shorter text leaves nothing
+// of a longer one behind.
+void put_gateway_text(_IpAddress* record, const std::string& text)
+{
+    memset(record->address, 0, sizeof record->address);
+    memcpy(record->address, text.data(), std::min(text.size(), sizeof record->address));
+}
+
+// The record handed out: family 2 and the four bytes of the dotted text.
+void store_address(_IpAddress* record, const char* text)
+{
+    char dotted[kAddressBytes + 1] = {};
+    memcpy(dotted, text, strnlen(text, kAddressBytes));
+    // One byte per '.'-separated piece: sixteen characters hold at most eight.
+    unsigned char bytes[kAddressBytes] = {};
+    ConvertStringToData(bytes, dotted);
+    memset(record->address, 0, sizeof record->address);
+    memcpy(record->address, bytes, 4);
+    record->family = kFamilyInet;
+}
+
+void copy_device(char* device, const std::string& name)
+{
+    const size_t length = std::min(name.size(), gateway::kDeviceBufferSize - 1);
+    memcpy(device, name.data(), length);
+    device[length] = '\0';
+}
+
+// The configured text in the caller's gateway buffer, at most the 16 bytes of
+// an address area: a scanned value with its NUL, a quoted one without.
+void copy_configured(char* buffer, const gateway::ConfiguredGateway& configured)
+{
+    using Copy = gateway::ConfiguredGateway::Copy;
+    if (buffer == nullptr || configured.copy == Copy::None)
+        return;
+    if (configured.copy == Copy::Unterminated) {
+        memcpy(buffer, configured.text.data(), std::min<size_t>(configured.text.size(), kAddressBytes));
+        return;
+    }
+    const size_t length = std::min<size_t>(configured.text.size(), kAddressBytes - 1);
+    memcpy(buffer, configured.text.data(), length);
+    buffer[length] = '\0';
+}
+
+} // namespace
+
+int _GetRouteLists(char const* path)
+{
+    if (path == nullptr)
+        return status::kSuccess;
+    return guarded([&] {
+        int fd = host::create_fixed_file(path);
+        if (fd < 0)
+            return status::kSuccess;
+        // A command that cannot be started leaves the snapshot empty.
+        errno = 0;
+        if (host::run_into(host::Command::format("/sbin/ip route show"), fd) == -1 && errno != ECHILD)
+            perror("popen");
+        close(fd);
+        return status::kSuccess;
+    });
+}
+
+int populate_list_gateway(_IpAddress* record, char* device)
+{
+    return guarded([&] {
+        std::string snapshot;
+        if (!host::read_fixed_file(kRouteSnapshotPath, snapshot))
+            return 0;
+        gateway::RouteScan scan = gateway::scan_default_routes(snapshot);
+        if (scan.defaultRoutes > 0) {
+            if (record != nullptr)
+                put_gateway_text(record, scan.last.gateway);
+            if (device != nullptr)
+                copy_device(device, scan.last.device);
+        }
+        return scan.defaultRoutes;
+    });
+}
+
+int get_ifname_gw_set(char* device, char*)
+{
+    return guarded([&] {
+        AddressRecord record(new_address_node());
+        if (!record)
+            return status::kNoMemory;
+        int listed = _GetRouteLists(kRouteSnapshotPath);
+        if (listed != status::kSuccess)
+            return listed;
+        int count = populate_list_gateway(record.get(), device);
+        if (device != nullptr) {
+            size_t length = strlen(device);
+            if (length > 0 && isspace(static_cast<unsigned char>(device[length - 1])))
+                device[length - 1] = '\0';
+        }
+        host::remove_fixed_file(kRouteSnapshotPath);
+        return count == 0 ? status::kFailure : status::kSuccess;
+    });
+}
+
+int get_gateway_bootproto_from_conf_file(char* ifname, char* gateway, int* found)
+{
+    return guarded([&]() -> int {
+        int distro = kDistroUnknown;
+        int detected = get_linux_distro(&distro);
+        if (detected != status::kSuccess)
+            return detected;
+        const host::ConfigDialect* dialect = host::dialect_for(distro);
+        if (dialect == nullptr || ifname == nullptr)
+            return status::kFileOpen;
+        std::string text;
+        gateway::ConfiguredGateway configured;
+        if (dialect->quotedValues) {
+            if (!host::read_file(dialect->routes_file(), text))
+                return status::kFileOpen;
+            configured = gateway::gateway_from_routes_file(text, ifname);
+        } else {
+            if (!host::is_file_name_safe(ifname) || !host::read_file(dialect->interface_file(ifname), text))
+                return status::kFileOpen;
+            configured = gateway::gateway_from_interface_file(text);
+        }
+        copy_configured(gateway, configured);
+        if (configured.lineFound && found != nullptr)
+            ++*found;
+        return configured.usable ? status::kSuccess : status::kFailure;
+    });
+}
+
+int NetworkAdapter::GetAdapterGateway(char const* name, unsigned int family, unsigned int reserved, void* buf,
+                                      unsigned int* len)
+{
+    return GetAdapterGatewayWrapper(name, family, reserved, buf, len);
+}
+
+int NetworkAdapter::GetAdapterGatewayWrapper(char const* ifname, unsigned int family, unsigned int, void* buf,
+                                             unsigned int* len)
+{
+    if (family == kFamilyInet6)
+        return linnet_report_failure(*this, status::kIpv6Unsupported);
+    return guarded([&]() -> int {
+        AddressRecord record(new_address_node());
+        if (!record)
+            return status::kNoMemory;
+        char device[gateway::kDeviceBufferSize] = {};
+        int found = 0;
+
+        _NetworkDevice* head = nullptr;
+        unsigned char count = 0;
+        int listed = GetNetworkAdapterDetails(&head, &count, 0);
+        DeviceList list(head);
+        if (listed != status::kSuccess)
+            return listed;
+        _NetworkDevice* adapter = inventory::find_adapter(list.get(), ifname);
+        if (adapter == nullptr)
+            return linnet_report_failure(*this, status::kNoInterface);
+        char* name = adapter->ifName;
+        SnapshotRemoval removal;
+
+        char* gatewayText = reinterpret_cast<char*>(record->address);
+        if (get_gateway_bootproto_from_conf_file(name, gatewayText, &found) == status::kSuccess) {
+            copy_device(device, std::string(name, strnlen(name, sizeof adapter->ifName)));
+        } else {
+            _GetRouteLists(kRouteSnapshotPath);
+            found = populate_list_gateway(record.get(), device);
+        }
+
+        if (found == 0 || strcmp(device, name) != 0) {
+            memset(record.get(), 0, sizeof(_IpAddress));
+            store_address(record.get(), kNoGateway);
+        } else {
+            store_address(record.get(), gatewayText);
+        }
+        if (buf != nullptr && len != nullptr)
+            *len = static_cast<unsigned int>(
+                ConstructBuffer_lib(static_cast<char*>(buf), flat_address_size(), record.get()));
+        return status::kSuccess;
+    });
+}
