@@ -15,6 +15,7 @@ void add_inventory_commands(CLI::App& app, NetworkAdapter& adapter, Output& outp
 void add_address_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
 void add_mtu_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
 void add_vlan_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
+void add_gateway_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
 void add_host_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
 
 } // namespace cli
