@@ -13,6 +13,7 @@ namespace cli {
 void add_library_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
 void add_inventory_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
 void add_address_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
+void add_dns_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
 void add_mtu_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
 void add_vlan_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
 void add_gateway_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);

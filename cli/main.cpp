@@ -15,6 +15,7 @@ int main(int argc, char** argv)
     cli::add_host_commands(app, adapter, output, exitStatus);
     cli::add_inventory_commands(app, adapter, output, exitStatus);
     cli::add_address_commands(app, adapter, output, exitStatus);
+    cli::add_dns_commands(app, adapter, output, exitStatus);
     cli::add_gateway_commands(app, adapter, output, exitStatus);
     cli::add_mtu_commands(app, adapter, output, exitStatus);
     cli::add_vlan_commands(app, adapter, output, exitStatus);
