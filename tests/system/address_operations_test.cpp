@@ -79,7 +79,8 @@ protected:
             return;
         testbed::sh("cd " + dir_ + " && rm -f ifcfg-eth0* && echo " + saved_ + " | base64 -d | tar xf -");
         testbed::sh("ip addr flush dev eth0 && ip addr add 192.0.2.10/24 brd + dev eth0 && "
-                    "ip addr add 192.0.2.11/24 brd + dev eth0 label eth0:1");
+                    "ip addr add 192.0.2.11/24 brd + dev eth0 label eth0:1 && "
+                    "ip route replace default via 192.0.2.1 dev eth0");
     }
 
     bool suse_ = false;
