@@ -125,6 +125,27 @@ TEST(PingOutput, SummaryLineAndRecord)
     }
 }
 
+TEST_F(ScratchTest, OutputFilesMissingOrPresent)
+{
+    _PingResponse response;
+    memset(&response, kFill, sizeof response);
+    EXPECT_EQ("error opening the file.\n",
+              printed_by([&] { EXPECT_EQ(-1, parse_fill_ping_response(path("none").c_str(), &response)); }));
+    EXPECT_TRUE(all(&response, sizeof response, kFill));
+    put(path("pinginfo"), "--- 127.0.0.1 ping statistics ---\n2 packets transmitted, 2 received, 0% packet loss, "
+                          "time 1002ms\nrtt min/avg/max/mdev = 0.046/1.073/0.100/0.027 ms\n");
+    EXPECT_EQ("pktsSent - 2, pktsRcvd - 2, avgRtt - 1.073000\n",
+              printed_by([&] { EXPECT_EQ(0, parse_fill_ping_response(path("pinginfo").c_str(), &response)); }));
+    EXPECT_EQ(1u, response.avgRtt);
+
+    SharedMem area{};
+    ThreadParams params{};
+    params.shm = &area;
+    EXPECT_EQ("error opening the file.\n",
+              printed_by([&] { EXPECT_EQ(-1, parse_fill_traceroute_response(path("none").c_str(), &params)); }));
+    EXPECT_EQ(0u, area.dataLength);
+}
+
 TEST(TracerouteOutput, OneRecordPerAnsweredHopTheLastMarked)
 {
     SharedMem area{};
@@ -233,3 +254,40 @@ TEST(LineReader, PiecesAsFgetsGivesThem)
     EXPECT_EQ((std::vector<std::string>{std::string(159, 'x'), std::string(41, 'x') + "\n", "end"}), pieces);
 }
 
+// The workers, run here on the test's thread, with the address types that
+// run no tool.
+TEST(Workers, PublicationWithoutATool)
+{
+    SharedMem area;
+    auto run = [&](void* (*worker)(void*), uint8_t addrType) {
+        memset(&area, kFill, sizeof area);
+        auto* params = static_cast<ThreadParams*>(calloc(1, sizeof(ThreadParams)));
+        params->addrType = addrType;
+        params->shm = &area;
+        intptr_t result = reinterpret_cast<intptr_t>(worker(params));
+        EXPECT_EQ(0, area.busy);
+        EXPECT_EQ(kFill, area.reserved);
+        return result;
+    };
+    // IPv6 ping: 105 and nothing published; the flag is cleared on start.
+    EXPECT_EQ(105, run(Thread_Ping, 2));
+    EXPECT_EQ(0, area.done);
+    EXPECT_TRUE(all(&area, sizeof area.data + sizeof area.dataLength, kFill));
+    EXPECT_EQ(0xAAAAAAAAu, area.resultKind);
+
+    // Another type: a zero response, published.
+    EXPECT_EQ(0, run(Thread_Ping, 5));
+    EXPECT_TRUE(all(area.data, sizeof(_PingResponse), 0));
+    EXPECT_EQ(kFill, area.data[sizeof(_PingResponse)]);
+    EXPECT_EQ(10u, area.dataLength);
+    EXPECT_EQ(1, area.done);
+    EXPECT_EQ(0u, area.status);
+    EXPECT_EQ(104u, area.resultKind);
+
+    // IPv6 traceroute: 105, published all the same, the length as it was.
+    EXPECT_EQ(105, run(Thread_TraceRoute, 2));
+    EXPECT_EQ(1, area.done);
+    EXPECT_EQ(0u, area.status);
+    EXPECT_EQ(106u, area.resultKind);
+    EXPECT_TRUE(all(&area, sizeof area.data + sizeof area.dataLength, kFill));
+}
