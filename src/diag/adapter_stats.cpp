@@ -1,0 +1,110 @@
+// An adapter's traffic counters from sysfs.
+#include "diagnostics.h"
+
+#include "interface/globals.h"
+#include "interface/guard.h"
+#include "interface/lists.h"
+#include "interface/status.h"
+#include "inventory/snapshot.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+#include <sys/time.h>
+
+namespace {
+
+constexpr size_t kPathSize = 160;
+constexpr size_t kCounterLineSize = 160;
+constexpr size_t kBaseNameSize = 256;
+constexpr size_t kFirstSlotOffset = offsetof(_InterfaceStats, rxDropped);
+constexpr size_t kSlotSize = sizeof(uint64_t);
+
+// A counter file and its slot: slot n lives at offset 20 + 8n and owns bit n.
+struct Counter {
+    const char* file;
+    unsigned slot;
+};
+
+// In the order they are read.
+constexpr Counter kCounters[] = {
+    {"rx_bytes", 2},   {"rx_packets", 3}, {"tx_bytes", 6},    {"tx_packets", 7}, {"rx_errors", 1},
+    {"rx_dropped", 0}, {"tx_errors", 10}, {"tx_dropped", 11}, {"multicast", 13},
+};
+
+// Reads the counter file; false when it does not open.
+bool read_counter(const char* ifname, const char* file, unsigned long long& value)
+{
+    char path[kPathSize];
+    int length = snprintf(path, sizeof path, "/sys/class/net/%s/statistics/%s", ifname, file);
+    if (length < 0 || static_cast<size_t>(length) >= sizeof path)
+        return false;
+    FILE* counter = fopen(path, "re");
+    if (counter == nullptr)
+        return false;
+    char line[kCounterLineSize] = {};
+    if (fgets(line, sizeof line, counter) == nullptr)
+        line[0] = '\0';
+    fclose(counter);
+    sscanf(line, "%llu", &value);
+    return true;
+}
+
+} // namespace
+
+int ParseSysNetDev(_InterfaceStats* stats, char* ifname)
+{
+    if (stats == nullptr)
+        return status::kSuccess;
+    timeval now{};
+    gettimeofday(&now, nullptr);
+    stats->timeSec = static_cast<uint64_t>(now.tv_sec);
+    stats->timeUsec = static_cast<uint64_t>(now.tv_usec);
+    // A name is one directory under /sys/class/net, never a path elsewhere.
+    if (ifname == nullptr || strchr(ifname, '/') != nullptr)
+        return status::kSuccess;
+    for (const Counter& counter : kCounters) {
+        unsigned char* slot = reinterpret_cast<unsigned char*>(stats) + kFirstSlotOffset + counter.slot * kSlotSize;
+        unsigned long long value = 0;
+        memcpy(&value, slot, sizeof value);
+        if (!read_counter(ifname, counter.file, value))
+            continue;
+        memcpy(slot, &value, sizeof value);
+        stats->validMask |= 1u << counter.slot;
+    }
+    return status::kSuccess;
+}
+
+int NetworkAdapter::GetAdapterStats(const char* ifname, void* buf, unsigned int* len)
+{
+    return guarded([&] {
+        if (ifname == nullptr)
+            return status::kNoInterface;
+        // eth0.5@eth0 is counted under eth0.5, eth0@x under eth0.
+        char base[kBaseNameSize] = {};
+        const char* at = strchr(ifname, '@');
+        if (at != nullptr)
+            memcpy(base, ifname, std::min(static_cast<size_t>(at - ifname), sizeof base - 1));
+        _NetworkDevice* list = nullptr;
+        unsigned char count = 0;
+        int result = GetNetworkAdapterDetails(&list, &count, 0);
+        bool found = result == status::kSuccess && inventory::find_adapter(list, ifname, base) != nullptr;
+        free_NetDev_List(list);
+        if (result != status::kSuccess)
+            return result;
+        if (!found)
+            return status::kNoInterface;
+
+        char name[kBaseNameSize] = {};
+        const char* counted = at != nullptr ? base : ifname;
+        memcpy(name, counted, strnlen(counted, sizeof name - 1));
+        _InterfaceStats stats;
+        memset(&stats, 0, sizeof stats);
+        result = ParseSysNetDev(&stats, name);
+        if (buf != nullptr && len != nullptr)
+            *len = static_cast<unsigned int>(
+                ConstructBuffer_lib(static_cast<char*>(buf), sizeof(_InterfaceStats) - SIZEOFPOINTER, &stats));
+        return result;
+    });
+}
