@@ -18,6 +18,7 @@ void add_mtu_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, in
 void add_vlan_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
 void add_gateway_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
 void add_host_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
+void add_diag_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
 
 } // namespace cli
 

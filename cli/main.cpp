@@ -19,6 +19,7 @@ int main(int argc, char** argv)
     cli::add_gateway_commands(app, adapter, output, exitStatus);
     cli::add_mtu_commands(app, adapter, output, exitStatus);
     cli::add_vlan_commands(app, adapter, output, exitStatus);
+    cli::add_diag_commands(app, adapter, output, exitStatus);
 
     try {
         app.parse(argc, argv);
