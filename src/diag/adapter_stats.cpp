@@ -86,15 +86,14 @@ int NetworkAdapter::GetAdapterStats(const char* ifname, void* buf, unsigned int*
         const char* at = strchr(ifname, '@');
         if (at != nullptr)
             memcpy(base, ifname, std::min(static_cast<size_t>(at - ifname), sizeof base - 1));
-        _NetworkDevice* list = nullptr;
-        unsigned char count = 0;
-        int result = GetNetworkAdapterDetails(&list, &count, 0);
-        bool found = result == status::kSuccess && inventory::find_adapter(list, ifname, base) != nullptr;
-        free_NetDev_List(list);
-        if (result != status::kSuccess)
-            return result;
-        if (!found)
-            return status::kNoInterface;
+        int result = status::kSuccess;
+        {
+            inventory::AdapterList list(0);
+            if (list.status() != status::kSuccess)
+                return list.status();
+            if (list.find(ifname, base) == nullptr)
+                return status::kNoInterface;
+        }
 
         char name[kBaseNameSize] = {};
         const char* counted = at != nullptr ? base : ifname;

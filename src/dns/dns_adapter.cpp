@@ -16,25 +16,6 @@ namespace {
 
 constexpr uint8_t kFamilyInet6 = 10;
 
-// The adapter list of one call, freed when the call ends.
-class Adapters {
-public:
-    Adapters() = default;
-    ~Adapters() { free_NetDev_List(list_); }
-    Adapters(const Adapters&) = delete;
-    Adapters& operator=(const Adapters&) = delete;
-
-    int load()
-    {
-        unsigned char count = 0;
-        return GetNetworkAdapterDetails(&list_, &count, 0);
-    }
-    bool lists(const char* name) const { return inventory::find_adapter(list_, name) != nullptr; }
-
-private:
-    _NetworkDevice* list_ = nullptr;
-};
-
 // Lists the entries into the caller's buffer; nothing is handed out (and the
 // byte count is 0) unless there is at least one entry.
 int hand_out_entries(void* buf, unsigned int* len)
@@ -91,11 +72,11 @@ int NetworkAdapter::GetAdapterDnsServerWrapper(char const* name, unsigned int, u
                                                unsigned int* len)
 {
     return guarded([&]() -> int {
-        Adapters adapters;
-        int result = adapters.load();
+        inventory::AdapterList adapters(0);
+        int result = adapters.status();
         if (result != status::kSuccess)
             return result;
-        if (!adapters.lists(name))
+        if (adapters.find(name) == nullptr)
             return linnet_report_failure(*this, status::kNoInterface);
         result = guarded([&] { return hand_out_entries(buf, len); });
         return result != status::kSuccess ? linnet_report_failure(*this, result) : result;
@@ -109,11 +90,11 @@ int NetworkAdapter::SetAdapterDnsWrapper(char const* name, _NetParams* params)
             return linnet_report_failure(*this, status::kFailure);
         if (params->newFamily == kFamilyInet6)
             return linnet_report_failure(*this, status::kIpv6Unsupported);
-        Adapters adapters;
-        int result = adapters.load();
+        inventory::AdapterList adapters(0);
+        int result = adapters.status();
         if (result != status::kSuccess)
             return result;
-        if (!adapters.lists(name))
+        if (adapters.find(name) == nullptr)
             return linnet_report_failure(*this, status::kNoInterface);
         result = guarded([&] { return change_entries(*params); });
         return result != status::kSuccess ? linnet_report_failure(*this, result) : result;

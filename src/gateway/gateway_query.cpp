@@ -34,11 +34,7 @@ constexpr const char* kNoGateway = "0.0.0.0";
 struct FreeAddress {
     void operator()(_IpAddress* record) const { FreePtrList(record, flat_address_size()); }
 };
-struct FreeDevices {
-    void operator()(_NetworkDevice* list) const { free_NetDev_List(list); }
-};
 using AddressRecord = std::unique_ptr<_IpAddress, FreeAddress>;
-using DeviceList = std::unique_ptr<_NetworkDevice, FreeDevices>;
 
 // Removes the routing snapshot when the query ends, whether it was made or not.
 struct SnapshotRemoval {
@@ -192,13 +188,10 @@ int NetworkAdapter::GetAdapterGatewayWrapper(char const* ifname, unsigned int fa
         char device[gateway::kDeviceBufferSize] = {};
         int found = 0;
 
-        _NetworkDevice* head = nullptr;
-        unsigned char count = 0;
-        int listed = GetNetworkAdapterDetails(&head, &count, 0);
-        DeviceList list(head);
-        if (listed != status::kSuccess)
-            return listed;
-        _NetworkDevice* adapter = inventory::find_adapter(list.get(), ifname);
+        inventory::AdapterList list(0);
+        if (list.status() != status::kSuccess)
+            return list.status();
+        _NetworkDevice* adapter = list.find(ifname);
         if (adapter == nullptr)
             return linnet_report_failure(*this, status::kNoInterface);
         char* name = adapter->ifName;

@@ -78,4 +78,15 @@ _NetworkDevice* find_adapter(_NetworkDevice* list, const char* name, const std::
     return nullptr;
 }
 
+AdapterList::AdapterList(int withAddresses)
+{
+    unsigned char count = 0;
+    status_ = GetNetworkAdapterDetails(&head_, &count, withAddresses);
+}
+
+AdapterList::~AdapterList()
+{
+    free_NetDev_List(head_);
+}
+
 } // namespace inventory

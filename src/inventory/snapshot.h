@@ -26,6 +26,30 @@ namespace inventory {
 // adapters matches no name.
 _NetworkDevice* find_adapter(_NetworkDevice* list, const char* name, const std::string& alternate = "");
 
+// The adapter list of one operation: built on construction (with the IPv4
+// addresses when asked), freed on every way out.
+class AdapterList {
+public:
+    explicit AdapterList(int withAddresses);
+    ~AdapterList();
+    AdapterList(const AdapterList&) = delete;
+    AdapterList& operator=(const AdapterList&) = delete;
+
+    // GetNetworkAdapterDetails's status.
+    int status() const { return status_; }
+    _NetworkDevice* head() const { return head_; }
+    _NetworkDevice* find(const char* name, const std::string& alternate = "") const
+    {
+        return find_adapter(head_, name, alternate);
+    }
+    // True when the host has no adapter (the list is its one empty record).
+    bool empty() const { return head_ == nullptr || head_->ifName[0] == '\0'; }
+
+private:
+    _NetworkDevice* head_ = nullptr;
+    int status_ = 0;
+};
+
 // The parser itself, over any stream of snapshot text.
 int parse_link_snapshot(std::istream& snapshot, _NetworkDevice** list, int withAddresses);
 

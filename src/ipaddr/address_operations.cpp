@@ -20,6 +20,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <unistd.h>
 
@@ -196,18 +197,14 @@ int delete_address(char* ifname, _NetParams* params, _NetworkDevice* device)
 
 int delete_all_addresses(char* ifname, _NetworkDevice* device)
 {
-    _NetworkDevice* list = nullptr;
+    std::unique_ptr<inventory::AdapterList> list;
     if (device == nullptr) {
-        unsigned char count = 0;
-        int result = GetNetworkAdapterDetails(&list, &count, 1);
-        if (result == status::kSuccess)
-            device = inventory::find_adapter(list, ifname);
-        if (result == status::kSuccess && device == nullptr)
-            result = status::kNoInterface;
-        if (result != status::kSuccess) {
-            free_NetDev_List(list);
-            return result;
-        }
+        list = std::make_unique<inventory::AdapterList>(1);
+        if (list->status() != status::kSuccess)
+            return list->status();
+        device = list->find(ifname);
+        if (device == nullptr)
+            return status::kNoInterface;
     }
     int result = status::kSuccess;
     if (device->isDhcp) {
@@ -219,7 +216,6 @@ int delete_all_addresses(char* ifname, _NetworkDevice* device)
         std::string addressPrefix = ipaddr::record_address_prefix(*record);
         DelIPAddress(ifname, &addressPrefix[0]);
     }
-    free_NetDev_List(list);
     return result;
 }
 

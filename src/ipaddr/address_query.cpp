@@ -3,6 +3,7 @@
 
 #include "interface/conversions.h"
 #include "interface/globals.h"
+#include "interface/guard.h"
 #include "interface/lists.h"
 #include "interface/status.h"
 #include "inventory/snapshot.h"
@@ -18,25 +19,22 @@ int NetworkAdapter::GetAdapterIpAddress(char const* name, unsigned int family, u
 int NetworkAdapter::GetAdapterIpAddressWrapper(char const* name, unsigned int, unsigned int, void* buf,
                                                unsigned int* len)
 {
-    _NetworkDevice* list = nullptr;
-    unsigned char count = 0;
-    int result = GetNetworkAdapterDetails(&list, &count, 1);
-    if (result != status::kSuccess) {
-        free_NetDev_List(list);
+    return guarded([&]() -> int {
+        inventory::AdapterList list(1);
+        int result = list.status();
+        if (result != status::kSuccess)
+            return result;
+        const _NetworkDevice* found = list.find(name);
+        if (found == nullptr)
+            return status::kNoInterface;
+        print_ip_details(found->ipList, const_cast<char*>(found->ifName));
+        // Only a caller that asks for the addresses hears that there are none.
+        if (buf != nullptr && len != nullptr) {
+            if (found->ipList == nullptr)
+                result = status::kNoAddress;
+            *len = static_cast<unsigned int>(
+                ConstructBuffer_lib(static_cast<char*>(buf), flat_address_size(), found->ipList));
+        }
         return result;
-    }
-    const _NetworkDevice* found = inventory::find_adapter(list, name);
-    if (found == nullptr) {
-        free_NetDev_List(list);
-        return status::kNoInterface;
-    }
-    print_ip_details(found->ipList, const_cast<char*>(found->ifName));
-    // Only a caller that asks for the addresses hears that there are none.
-    if (buf != nullptr && len != nullptr) {
-        if (found->ipList == nullptr)
-            result = status::kNoAddress;
-        *len = static_cast<unsigned int>(ConstructBuffer_lib(static_cast<char*>(buf), flat_address_size(), found->ipList));
-    }
-    free_NetDev_List(list);
-    return result;
+    });
 }

@@ -66,16 +66,12 @@ int NetworkAdapter::SetAdapterIpAddressWrapper(char const* ifname, _NetParams* p
     if (ifname == nullptr)
         return linnet_report_failure(*this, status::kNoInterface);
 
-    _NetworkDevice* list = nullptr;
-    unsigned char count = 0;
-    int result = GetNetworkAdapterDetails(&list, &count, 1);
-    if (result != status::kSuccess) {
-        free_NetDev_List(list);
-        return result;
-    }
-    int outcome = guarded([&]() -> int {
+    return guarded([&]() -> int {
+        inventory::AdapterList list(1);
+        if (list.status() != status::kSuccess)
+            return list.status();
         std::string name = std::string(ifname).substr(0, std::string(ifname).find('@'));
-        _NetworkDevice* device = inventory::find_adapter(list, ifname, name);
+        _NetworkDevice* device = list.find(ifname, name);
         if (device == nullptr)
             return linnet_report_failure(*this, status::kNoInterface);
         const uint8_t operation = params->operation;
@@ -97,6 +93,4 @@ int NetworkAdapter::SetAdapterIpAddressWrapper(char const* ifname, _NetParams* p
         int done = run_operation(name, *params, params, device);
         return done != status::kSuccess ? linnet_report_failure(*this, done) : done;
     });
-    free_NetDev_List(list);
-    return outcome;
 }

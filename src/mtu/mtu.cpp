@@ -79,16 +79,12 @@ int NetworkAdapter::SetMTUInConfigFile(char* name, char* hwaddr, unsigned int mt
 
 int NetworkAdapter::SetMtuWrapper(char const* ifname, unsigned int mtu)
 {
-    _NetworkDevice* list = nullptr;
-    unsigned char count = 0;
-    int result = GetNetworkAdapterDetails(&list, &count, 0);
-    if (result != status::kSuccess) {
-        free_NetDev_List(list);
-        return result;
-    }
-    result = guarded([&]() -> int {
+    return guarded([&]() -> int {
+        inventory::AdapterList list(0);
+        if (list.status() != status::kSuccess)
+            return list.status();
         std::string name = ifname != nullptr ? std::string(ifname).substr(0, std::string(ifname).find('@')) : "";
-        const _NetworkDevice* device = inventory::find_adapter(list, ifname, name);
+        const _NetworkDevice* device = list.find(ifname, name);
         if (device == nullptr)
             return linnet_report_failure(*this, status::kNoInterface);
         int set = SetMTUIoctl(name.c_str(), mtu);
@@ -98,8 +94,6 @@ int NetworkAdapter::SetMtuWrapper(char const* ifname, unsigned int mtu)
         memcpy(hwaddr, device->macAddrStr, sizeof hwaddr);
         return SetMTUInConfigFileWrapper(&name[0], hwaddr, mtu);
     });
-    free_NetDev_List(list);
-    return result;
 }
 
 int NetworkAdapter::SetMTUInConfigFileWrapper(char* ifname, char*, unsigned int mtu)

@@ -29,23 +29,6 @@ constexpr size_t kCommandSize = 80;
 // A removal whose command could not be started at all.
 constexpr int kCommandNotStarted = -1;
 
-// The adapter list of one operation, released on every way out.
-struct AdapterList {
-    _NetworkDevice* head = nullptr;
-    AdapterList() = default;
-    ~AdapterList() { free_NetDev_List(head); }
-    AdapterList(const AdapterList&) = delete;
-    AdapterList& operator=(const AdapterList&) = delete;
-
-    int build()
-    {
-        unsigned char count = 0;
-        return GetNetworkAdapterDetails(&head, &count, 0);
-    }
-    // A host without adapters is listed as one empty record.
-    bool empty() const { return head == nullptr || head->ifName[0] == '\0'; }
-};
-
 // The Red Hat family runs the tool by its full path, SUSE through the PATH.
 struct RemoveCommand {
     const char* dialect;  // host::ConfigDialect::name
@@ -144,21 +127,21 @@ int NetworkAdapter::SetVlanIdWrapper(char const* parent, unsigned short vlanId, 
             return linnet_report_failure(*this, status::kNoInterface);
         if (vlanId < kLowestVlanId || vlanId > kHighestVlanId)
             return linnet_report_failure(*this, status::kVlanIdInvalid);
-        AdapterList list;
-        int result = list.build();
+        inventory::AdapterList list(0);
+        int result = list.status();
         if (result != status::kSuccess)
             return result;
         if (list.empty())
             return linnet_report_failure(*this, status::kNoInterface);
         // One VLAN ID per host, whichever parent carries it.
-        if (vlan_id_in_use(list.head, vlanId))
+        if (vlan_id_in_use(list.head(), vlanId))
             return linnet_report_failure(*this, status::kVlanIdInUse);
-        _NetworkDevice* parentRecord = inventory::find_adapter(list.head, parent);
+        _NetworkDevice* parentRecord = list.find(parent);
         if (parentRecord == nullptr)
             return linnet_report_failure(*this, status::kNoInterface);
         if (parentRecord->isEnabled != 1)
             return linnet_report_failure(*this, status::kParentDisabled);
-        result = check_vlanid_exists(parent, vlanId, list.head);
+        result = check_vlanid_exists(parent, vlanId, list.head());
         if (result != status::kSuccess)
             return linnet_report_failure(*this, result);
 
@@ -182,11 +165,11 @@ int NetworkAdapter::RemoveVlanWrapper(char const* parent, unsigned short vlanId)
         char vlanName[kRemoveNameSize] = {};
         get_vlan_interface_name(parent, vlanId, distro, vlanName);
 
-        AdapterList list;
-        int result = list.build();
+        inventory::AdapterList list(0);
+        int result = list.status();
         if (result != status::kSuccess)
             return result;
-        _NetworkDevice* vlan = find_vlan(list.head, vlanName, vlanId);
+        _NetworkDevice* vlan = find_vlan(list.head(), vlanName, vlanId);
         if (vlan == nullptr)
             return linnet_report_failure(*this, status::kNoInterface);
         const char* format = remove_command_for(distro);
