@@ -125,23 +125,38 @@ bool read_output(const char* path, std::string& output)
 
 } // namespace
 
-int NetworkAdapter::Ping(const void* address, unsigned char addrType, unsigned char count, unsigned long timeoutMs,
-                         SharedMem* shm)
+namespace {
+
+// The worker's parameter block with its target: a binary IPv4 address as
+// dotted text, else the caller's text, read no further than `textLimit`
+// characters. Null when the block cannot be had.
+ThreadParams* params_for(const void* address, unsigned char addrType, SharedMem* shm, size_t textLimit)
 {
     if (shm == nullptr)
-        return kStartFailed;
+        return nullptr;
     ThreadParams* params = new_params(addrType, shm);
     if (params == nullptr)
-        return kStartFailed;
+        return nullptr;
     char text[kAddressTextSize] = {};
     if (address != nullptr && addrType == kBinaryIpv4) {
         unsigned char bytes[kIpv4Bytes];
         memcpy(bytes, address, sizeof bytes);
         ConvertDataToString(bytes, text, 2);
     } else if (address != nullptr) {
-        memcpy(text, address, strnlen(static_cast<const char*>(address), sizeof text - 1));
+        memcpy(text, address, strnlen(static_cast<const char*>(address), textLimit));
     }
     set_target(params, text);
+    return params;
+}
+
+} // namespace
+
+int NetworkAdapter::Ping(const void* address, unsigned char addrType, unsigned char count, unsigned long timeoutMs,
+                         SharedMem* shm)
+{
+    ThreadParams* params = params_for(address, addrType, shm, kAddressTextSize - 1);
+    if (params == nullptr)
+        return kStartFailed;
     params->count = count;
     params->timeoutMs = timeoutMs;
     return start_worker(Thread_Ping, params);
@@ -149,21 +164,10 @@ int NetworkAdapter::Ping(const void* address, unsigned char addrType, unsigned c
 
 int NetworkAdapter::TraceRoute(const void* address, unsigned char addrType, SharedMem* shm)
 {
-    if (shm == nullptr)
-        return kStartFailed;
-    ThreadParams* params = new_params(addrType, shm);
+    // The target field's worth of text, read no further than its end.
+    ThreadParams* params = params_for(address, addrType, shm, kTargetSize - 1);
     if (params == nullptr)
         return kStartFailed;
-    char text[kAddressTextSize] = {};
-    if (address != nullptr && addrType == kBinaryIpv4) {
-        unsigned char bytes[kIpv4Bytes];
-        memcpy(bytes, address, sizeof bytes);
-        ConvertDataToString(bytes, text, 2);
-    } else if (address != nullptr) {
-        // The target field's worth of text, read no further than its end.
-        memcpy(text, address, strnlen(static_cast<const char*>(address), kTargetSize - 1));
-    }
-    set_target(params, text);
     return start_worker(Thread_TraceRoute, params);
 }
 
