@@ -57,5 +57,12 @@ check "mtu bounds" 61 "$linnet" mtu eth2 21
 check "mtu file only" 0 "$linnet" mtu eth2 1500 --file-only
 [ "$(cat /sys/class/net/eth2/mtu)" = 9000 ] || { echo "FAIL: --file-only changed the live mtu"; failures=$((failures + 1)); }
 
+check "vlan add" 0 "$linnet" vlan add eth0 5
+ip -o link show eth0.5 >/dev/null 2>&1 || { echo "FAIL: no eth0.5 after vlan add"; failures=$((failures + 1)); }
+check "vlan id again" 118 "$linnet" vlan add eth1 5
+check "vlan remove" 0 "$linnet" vlan remove eth0 5
+ip -o link show eth0.5 >/dev/null 2>&1 && { echo "FAIL: eth0.5 still there"; failures=$((failures + 1)); }
+check "vlan bounds" 53 "$linnet" vlan add eth0 4095
+
 echo "$((failures == 0 ? 1 : 0)) passed, $failures failed"
 [ "$failures" -eq 0 ]
