@@ -188,7 +188,7 @@ int delete_address(char* ifname, _NetParams* params, _NetworkDevice* device)
         return result;
     if (!dialect->quotedValues) {
         if (alias != kPrimaryAlias)
-            unlink(dialect->interface_file(label_of(ifname, alias)).c_str());
+            host::remove_file(dialect->interface_file(label_of(ifname, alias)));
         return result;
     }
     std::string path = dialect->interface_file(ifname);

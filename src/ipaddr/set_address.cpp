@@ -6,6 +6,7 @@
 #include "address_operations.h"
 #include "address_text.h"
 #include "dhcp/dhcp.h"
+#include "host/config_file.h"
 #include "host/distro.h"
 #include "interface/guard.h"
 #include "interface/lists.h"
@@ -31,7 +32,7 @@ void stop_suse_dhcp_client(std::string& name)
     if (access(pidFile, F_OK) != 0)
         return;
     kill_dhc_process(kDistroSuse, &name[0]);
-    unlink(pidFile);
+    host::remove_file(pidFile);
 }
 
 int run_operation(std::string& name, const _NetParams& params, _NetParams* request, _NetworkDevice* device)
