@@ -76,7 +76,7 @@ int list_addresses(NetworkAdapter& adapter, const Output& output, const std::str
         document.push_back({{"address", dotted(record.address)},
                             {"netmask", mask},
                             {"prefix", get_masknum_from_string(reinterpret_cast<unsigned char*>(&mask[0]))},
-                            {"alias", record.aliasIndex},
+                            {"alias", static_cast<int>(record.aliasIndex)},
                             {"label", record.aliasIndex < 0 ? name : name + ":" + std::to_string(record.aliasIndex)}});
     }
     return output.show(document, [&](std::ostream& out) {

@@ -121,7 +121,7 @@ int run_ping(NetworkAdapter& adapter, const Output& output, const std::string& t
     nlohmann::json document{{"target", target},
                             {"sent", sent},
                             {"received", received},
-                            {"avg_rtt_ms", response.avgRtt}};
+                            {"avg_rtt_ms", static_cast<uint64_t>(response.avgRtt)}};
     return output.show(document, [&](std::ostream& out) {
         out << target << ": " << sent << " sent, " << received << " received";
         if (sent != 0)
@@ -155,7 +155,7 @@ int run_traceroute(NetworkAdapter& adapter, const Output& output, const std::str
     nlohmann::json document{{"target", target}, {"hops", nlohmann::json::array()}};
     for (const _TraceRouteHop& hop : hops)
         document["hops"].push_back(
-            {{"address", dotted(hop.hopAddress)}, {"rtt_us", hop.hopRtt}, {"last", hop.hopKind == diag::kHopLast}});
+            {{"address", dotted(hop.hopAddress)}, {"rtt_us", static_cast<uint64_t>(hop.hopRtt)}, {"last", hop.hopKind == diag::kHopLast}});
     return output.show(document, [&](std::ostream& out) {
         out << "traceroute to " << target << '\n';
         if (hops.empty())
@@ -223,9 +223,9 @@ int list_connections(NetworkAdapter& adapter, const Output& output)
                             {"state", state_name(entry.protocol, entry.state)},
                             {"state_code", entry.state},
                             {"local", dotted(entry.localAddress)},
-                            {"local_port", entry.localPort},
+                            {"local_port", static_cast<uint32_t>(entry.localPort)},
                             {"peer", dotted(entry.remoteAddress)},
-                            {"peer_port", entry.remotePort}});
+                            {"peer_port", static_cast<uint32_t>(entry.remotePort)}});
     return output.show(document, [&](std::ostream& out) {
         out << std::left << std::setw(7) << "Netid" << std::setw(13) << "State" << std::setw(24)
             << "Local Address:Port" << "Peer Address:Port\n";
@@ -275,7 +275,7 @@ int show_stats(NetworkAdapter& adapter, const Output& output, const std::string&
     int status = read_stats(adapter, name, stats);
     if (status != 0)
         return output.failure(status);
-    nlohmann::json document{{"interface", name}, {"time", seconds_of(stats)}, {"valid_mask", stats.validMask}};
+    nlohmann::json document{{"interface", name}, {"time", seconds_of(stats)}, {"valid_mask", static_cast<uint32_t>(stats.validMask)}};
     for (const CounterColumn& column : kCounterColumns)
         document[column.name] = has_counter(stats, column.slot) ? nlohmann::json(counter(stats, column.slot)) : nullptr;
     return output.show(document, [&](std::ostream& out) {

@@ -62,7 +62,7 @@ int list_name_servers(NetworkAdapter& adapter, const Output& output, const std::
     for (unsigned offset = 0; offset + kAddressEntry <= length; offset += kAddressEntry) {
         _IpAddress record{};
         memcpy(&record, buffer.data() + offset, kAddressEntry);
-        document.push_back({{"family", record.family}, {"address", dotted(record.address)}});
+        document.push_back({{"family", static_cast<unsigned>(record.family)}, {"address", dotted(record.address)}});
     }
     return output.show(document, [&](std::ostream& out) {
         for (const nlohmann::json& entry : document)

@@ -36,7 +36,7 @@ nlohmann::json adapter_json(const _NetworkDevice& dev)
 {
     return {
         {"name", dev.ifName},       {"enabled", dev.isEnabled != 0}, {"link", dev.linkUp != 0},
-        {"mac", dev.macAddrStr},    {"mtu", dev.mtu},                {"vlan", dev.vlanId},
+        {"mac", dev.macAddrStr},    {"mtu", static_cast<unsigned>(dev.mtu)}, {"vlan", static_cast<unsigned>(dev.vlanId)},
         {"dhcp", dev.isDhcp != 0},  {"vendor", hex_id(dev.vendorId)}, {"device", dev.deviceId},
         {"description", dev.description},
     };
@@ -45,8 +45,8 @@ nlohmann::json adapter_json(const _NetworkDevice& dev)
 nlohmann::json address_json(const _IpAddress& address)
 {
     return {
-        {"family", address.family},
-        {"alias", address.aliasIndex},
+        {"family", static_cast<unsigned>(address.family)},
+        {"alias", static_cast<int>(address.aliasIndex)},
         {"address", dotted(address.address)},
         {"netmask", dotted(address.netmask)},
         {"prefix", get_masknum_from_string(reinterpret_cast<unsigned char*>(&dotted(address.netmask)[0]))},

@@ -139,7 +139,9 @@ int modify_address(int primary, char* ifname, char* address, char* netmask, char
         if (target == nullptr)
             return status::kAddressNotInFile;
     }
-    int alias = target != nullptr && position > 1 ? target->aliasIndex : kPrimaryAlias;
+    int alias = kPrimaryAlias;
+    if (target != nullptr && position > 1)
+        alias = target->aliasIndex;
     if (target != nullptr) {
         int result = DeleteAllIPAddress(ifname, device);
         if (result != status::kSuccess)
