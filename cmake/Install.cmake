@@ -23,3 +23,6 @@ install(FILES ${PROJECT_BINARY_DIR}/mxlinnetConfig.cmake ${PROJECT_BINARY_DIR}/m
 file(RELATIVE_PATH LINNET_PC_TO_PREFIX "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
 configure_file(cmake/mxlinnet.pc.in ${PROJECT_BINARY_DIR}/mxlinnet.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/mxlinnet.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+install(FILES doc/linnet.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES completion/linnet.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME linnet)
