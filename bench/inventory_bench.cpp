@@ -80,8 +80,16 @@ public:
 } // namespace
 
 BENCHMARK(IpAddrShow)->Repetitions(15)->ReportAggregatesOnly(true)->UseRealTime()->Unit(benchmark::kMicrosecond);
-BENCHMARK(GetNetworkAdapters)->Repetitions(15)->ReportAggregatesOnly(true)->UseRealTime()->Unit(benchmark::kMicrosecond);
-BENCHMARK(GetAdapterIpAddress)->Repetitions(15)->ReportAggregatesOnly(true)->UseRealTime()->Unit(benchmark::kMicrosecond);
+BENCHMARK(GetNetworkAdapters)
+    ->Repetitions(15)
+    ->ReportAggregatesOnly(true)
+    ->UseRealTime()
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK(GetAdapterIpAddress)
+    ->Repetitions(15)
+    ->ReportAggregatesOnly(true)
+    ->UseRealTime()
+    ->Unit(benchmark::kMicrosecond);
 
 int main(int argc, char** argv)
 {

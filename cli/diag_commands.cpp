@@ -39,8 +39,8 @@ struct CounterColumn {
 
 // The counters as shown, with their slots in the record.
 constexpr CounterColumn kCounterColumns[] = {
-    {"rx_bytes", 2},  {"rx_packets", 3}, {"rx_errors", 1},  {"rx_dropped", 0},  {"multicast", 13},
-    {"tx_bytes", 6},  {"tx_packets", 7}, {"tx_errors", 10}, {"tx_dropped", 11},
+    {"rx_bytes", 2}, {"rx_packets", 3}, {"rx_errors", 1},  {"rx_dropped", 0},  {"multicast", 13},
+    {"tx_bytes", 6}, {"tx_packets", 7}, {"tx_errors", 10}, {"tx_dropped", 11},
 };
 
 std::string dotted(const unsigned char* bytes)
@@ -154,8 +154,9 @@ int run_traceroute(NetworkAdapter& adapter, const Output& output, const std::str
     delete &area;
     nlohmann::json document{{"target", target}, {"hops", nlohmann::json::array()}};
     for (const _TraceRouteHop& hop : hops)
-        document["hops"].push_back(
-            {{"address", dotted(hop.hopAddress)}, {"rtt_us", static_cast<uint64_t>(hop.hopRtt)}, {"last", hop.hopKind == diag::kHopLast}});
+        document["hops"].push_back({{"address", dotted(hop.hopAddress)},
+                                    {"rtt_us", static_cast<uint64_t>(hop.hopRtt)},
+                                    {"last", hop.hopKind == diag::kHopLast}});
     return output.show(document, [&](std::ostream& out) {
         out << "traceroute to " << target << '\n';
         if (hops.empty())
@@ -173,17 +174,28 @@ int run_traceroute(NetworkAdapter& adapter, const Output& output, const std::str
 std::string state_name(uint8_t protocol, uint8_t state)
 {
     switch (state) {
-    case 2: return protocol == 2 ? "UNCONN" : "LISTEN";
-    case 3: return "SYN-RECV";
-    case 4: return "FIN-WAIT-1";
-    case 5: return "ESTAB";
-    case 6: return "TIME-WAIT";
-    case 7: return "CLOSE";
-    case 8: return "CLOSE-WAIT";
-    case 9: return "LAST-ACK";
-    case 11: return "CLOSING";
-    case 12: return "NEW-SYN-RECV";
-    default: return "STATE-" + std::to_string(state);
+    case 2:
+        return protocol == 2 ? "UNCONN" : "LISTEN";
+    case 3:
+        return "SYN-RECV";
+    case 4:
+        return "FIN-WAIT-1";
+    case 5:
+        return "ESTAB";
+    case 6:
+        return "TIME-WAIT";
+    case 7:
+        return "CLOSE";
+    case 8:
+        return "CLOSE-WAIT";
+    case 9:
+        return "LAST-ACK";
+    case 11:
+        return "CLOSING";
+    case 12:
+        return "NEW-SYN-RECV";
+    default:
+        return "STATE-" + std::to_string(state);
     }
 }
 
@@ -227,8 +239,8 @@ int list_connections(NetworkAdapter& adapter, const Output& output)
                             {"peer", dotted(entry.remoteAddress)},
                             {"peer_port", static_cast<uint32_t>(entry.remotePort)}});
     return output.show(document, [&](std::ostream& out) {
-        out << std::left << std::setw(7) << "Netid" << std::setw(13) << "State" << std::setw(24)
-            << "Local Address:Port" << "Peer Address:Port\n";
+        out << std::left << std::setw(7) << "Netid" << std::setw(13) << "State" << std::setw(24) << "Local Address:Port"
+            << "Peer Address:Port\n";
         for (const _ConnectionEntry& entry : list)
             out << std::setw(7) << (entry.protocol == 1 ? "tcp" : "udp") << std::setw(13)
                 << state_name(entry.protocol, entry.state) << std::setw(24)
@@ -275,7 +287,8 @@ int show_stats(NetworkAdapter& adapter, const Output& output, const std::string&
     int status = read_stats(adapter, name, stats);
     if (status != 0)
         return output.failure(status);
-    nlohmann::json document{{"interface", name}, {"time", seconds_of(stats)}, {"valid_mask", static_cast<uint32_t>(stats.validMask)}};
+    nlohmann::json document{
+        {"interface", name}, {"time", seconds_of(stats)}, {"valid_mask", static_cast<uint32_t>(stats.validMask)}};
     for (const CounterColumn& column : kCounterColumns)
         document[column.name] = has_counter(stats, column.slot) ? nlohmann::json(counter(stats, column.slot)) : nullptr;
     return output.show(document, [&](std::ostream& out) {
@@ -299,8 +312,8 @@ int watch_stats(NetworkAdapter& adapter, const Output& output, const std::string
     if (status != 0)
         return output.failure(status);
     if (!output.json)
-        std::cout << std::right << std::setw(14) << "rx B/s" << std::setw(12) << "rx pkt/s" << std::setw(14)
-                  << "tx B/s" << std::setw(12) << "tx pkt/s" << '\n';
+        std::cout << std::right << std::setw(14) << "rx B/s" << std::setw(12) << "rx pkt/s" << std::setw(14) << "tx B/s"
+                  << std::setw(12) << "tx pkt/s" << '\n';
     for (unsigned sample = 0; samples == 0 || sample < samples; ++sample) {
         std::this_thread::sleep_for(std::chrono::seconds(interval));
         _InterfaceStats current;
@@ -309,8 +322,8 @@ int watch_stats(NetworkAdapter& adapter, const Output& output, const std::string
             return output.failure(status);
         double elapsed = seconds_of(current) - seconds_of(previous);
         auto rate = [&](unsigned slot) {
-            bool known = has_counter(current, slot) && has_counter(previous, slot) && elapsed > 0 &&
-                         counter(current, slot) >= counter(previous, slot);
+            bool known = has_counter(current, slot) && has_counter(previous, slot) && elapsed > 0
+                         && counter(current, slot) >= counter(previous, slot);
             return known ? static_cast<double>(counter(current, slot) - counter(previous, slot)) / elapsed : -1.0;
         };
         double rates[] = {rate(2), rate(3), rate(6), rate(7)};

@@ -30,12 +30,9 @@ int show_host(NetworkAdapter& adapter, const Output& output)
     int networking = CheckNetworkingEnabled(distro);
     bool networkManager = adapter.isNetworkManagerEnabled();
     nlohmann::json document = {
-        {"family", family_name(distro)},
-        {"distro", distro},
-        {"distroStatus", distroStatus},
-        {"runLevel", runLevel},
-        {"networkingEnabled", networking == 0},
-        {"networkingStatus", networking},
+        {"family", family_name(distro)},        {"distro", distro},
+        {"distroStatus", distroStatus},         {"runLevel", runLevel},
+        {"networkingEnabled", networking == 0}, {"networkingStatus", networking},
         {"networkManager", networkManager},
     };
     output.show(document, [&](std::ostream& out) {
@@ -43,8 +40,8 @@ int show_host(NetworkAdapter& adapter, const Output& output)
         if (distroStatus != 0)
             out << ", " << output.status_text(distroStatus);
         out << "\nrun level:        " << runLevel << '\n'
-            << "networking:       " << (networking == 0 ? "enabled" : "not enabled (" + output.status_text(networking) + ")")
-            << '\n'
+            << "networking:       "
+            << (networking == 0 ? "enabled" : "not enabled (" + output.status_text(networking) + ")") << '\n'
             << "NetworkManager:   " << (networkManager ? "running" : "not running") << '\n';
     });
     return exit_status_for(distroStatus);

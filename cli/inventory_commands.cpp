@@ -35,9 +35,15 @@ std::string dotted(const unsigned char* bytes)
 nlohmann::json adapter_json(const _NetworkDevice& dev)
 {
     return {
-        {"name", dev.ifName},       {"enabled", dev.isEnabled != 0}, {"link", dev.linkUp != 0},
-        {"mac", dev.macAddrStr},    {"mtu", static_cast<unsigned>(dev.mtu)}, {"vlan", static_cast<unsigned>(dev.vlanId)},
-        {"dhcp", dev.isDhcp != 0},  {"vendor", hex_id(dev.vendorId)}, {"device", dev.deviceId},
+        {"name", dev.ifName},
+        {"enabled", dev.isEnabled != 0},
+        {"link", dev.linkUp != 0},
+        {"mac", dev.macAddrStr},
+        {"mtu", static_cast<unsigned>(dev.mtu)},
+        {"vlan", static_cast<unsigned>(dev.vlanId)},
+        {"dhcp", dev.isDhcp != 0},
+        {"vendor", hex_id(dev.vendorId)},
+        {"device", dev.deviceId},
         {"description", dev.description},
     };
 }
@@ -57,9 +63,9 @@ void print_adapter_row(std::ostream& out, const _NetworkDevice& dev)
 {
     std::string ids = hex_id(dev.vendorId) + ":" + (dev.deviceId[0] ? dev.deviceId : "----");
     out << std::left << std::setw(16) << dev.ifName << std::setw(9) << (dev.isEnabled ? "enabled" : "disabled")
-        << std::setw(6) << (dev.linkUp ? "up" : "down") << std::setw(19) << dev.macAddrStr << std::setw(7)
-        << dev.mtu << std::setw(6) << dev.vlanId << std::setw(7) << (dev.isDhcp ? "dhcp" : "static")
-        << std::setw(11) << ids << dev.description << '\n';
+        << std::setw(6) << (dev.linkUp ? "up" : "down") << std::setw(19) << dev.macAddrStr << std::setw(7) << dev.mtu
+        << std::setw(6) << dev.vlanId << std::setw(7) << (dev.isDhcp ? "dhcp" : "static") << std::setw(11) << ids
+        << dev.description << '\n';
 }
 
 int list_adapters(NetworkAdapter& adapter, const Output& output)
@@ -82,7 +88,8 @@ int list_adapters(NetworkAdapter& adapter, const Output& output)
     return output.show(document, [&](std::ostream& out) {
         out << std::left << std::setw(16) << "NAME" << std::setw(9) << "STATE" << std::setw(6) << "LINK"
             << std::setw(19) << "MAC" << std::setw(7) << "MTU" << std::setw(6) << "VLAN" << std::setw(7) << "BOOT"
-            << std::setw(11) << "PCI ID" << "DESCRIPTION\n";
+            << std::setw(11) << "PCI ID"
+            << "DESCRIPTION\n";
         for (const _NetworkDevice& dev : adapters)
             print_adapter_row(out, dev);
     });

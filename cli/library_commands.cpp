@@ -14,16 +14,16 @@ int show_version(NetworkAdapter& adapter, const Output& output)
     unsigned major = version.version >> 16;
     unsigned minor = version.version & 0xFFFF;
     nlohmann::json document = {{"name", version.name}, {"major", major}, {"minor", minor}};
-    return output.show(document, [&](std::ostream& out) { out << version.name << ' ' << major << '.' << minor << '\n'; });
+    return output.show(document,
+                       [&](std::ostream& out) { out << version.name << ' ' << major << '.' << minor << '\n'; });
 }
 
 int show_error(NetworkAdapter& adapter, const Output& output, int code)
 {
     const char* text = adapter.GetErrStr(code);
     nlohmann::json document = {{"status", code}, {"text", text ? nlohmann::json(text) : nlohmann::json()}};
-    output.show(document, [&](std::ostream& out) {
-        out << code << ": " << (text ? text : "(no text for this status)") << '\n';
-    });
+    output.show(document,
+                [&](std::ostream& out) { out << code << ": " << (text ? text : "(no text for this status)") << '\n'; });
     return text != nullptr ? 0 : 1;
 }
 

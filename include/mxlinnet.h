@@ -23,12 +23,12 @@
 #pragma pack(push, 1)
 
 struct _IpAddress {
-    uint16_t family;          // 2 = IPv4, 10 = IPv6
-    int32_t aliasIndex;       // -1 for the primary address, else the label's number
+    uint16_t family;    // 2 = IPv4, 10 = IPv6
+    int32_t aliasIndex; // -1 for the primary address, else the label's number
     unsigned char address[16];
     unsigned char netmask[16];
     unsigned char broadcast[16];
-    _IpAddress* next;         // list link, not part of a flattened entry
+    _IpAddress* next; // list link, not part of a flattened entry
 };
 
 struct _NetworkDevice {
@@ -47,12 +47,12 @@ struct _NetworkDevice {
     _IpAddress* ipList;
     _IpAddress* auxList1;
     _IpAddress* auxList2;
-    _NetworkDevice* next;     // list link, not part of a flattened entry
+    _NetworkDevice* next; // list link, not part of a flattened entry
 };
 
 struct _NetParams {
     unsigned char reserved[192];
-    uint8_t operation;        // 1 set, 2 add, 3 modify, 4 delete
+    uint8_t operation; // 1 set, 2 add, 3 modify, 4 delete
     uint8_t useDhcp;
     uint8_t oldFamily;
     unsigned char oldAddress[16];
@@ -64,7 +64,7 @@ struct _NetParams {
 
 struct _Version {
     char name[20];
-    uint32_t version;         // major in the upper half, minor in the lower half
+    uint32_t version; // major in the upper half, minor in the lower half
 };
 
 struct SharedMem {
@@ -74,7 +74,7 @@ struct SharedMem {
     uint8_t busy;
     uint32_t status;
     uint8_t reserved;
-    uint32_t resultKind;      // 104 after a ping, 106 after a traceroute
+    uint32_t resultKind; // 104 after a ping, 106 after a traceroute
 };
 
 struct ThreadParams {
@@ -82,7 +82,7 @@ struct ThreadParams {
     uint8_t count;
     uint64_t timeoutMs;
     char target[64];
-    SharedMem* shm;           // its two top bytes are always zero in user space
+    SharedMem* shm; // its two top bytes are always zero in user space
 };
 
 struct _PingResponse {
@@ -92,7 +92,7 @@ struct _PingResponse {
 };
 
 struct _ConnectionEntry {
-    uint8_t protocol;         // 1 = TCP, 2 = UDP
+    uint8_t protocol; // 1 = TCP, 2 = UDP
     uint8_t state;
     unsigned char localAddress[16];
     uint32_t localPort;
@@ -102,25 +102,25 @@ struct _ConnectionEntry {
 };
 
 struct _InterfaceStats {
-    uint32_t validMask;       // bit n set when counter slot n was read
+    uint32_t validMask; // bit n set when counter slot n was read
     uint64_t timeSec;
     uint64_t timeUsec;
-    uint64_t rxDropped;       // slot 0
-    uint64_t rxErrors;        // slot 1
-    uint64_t rxBytes;         // slot 2
-    uint64_t rxPackets;       // slot 3
+    uint64_t rxDropped; // slot 0
+    uint64_t rxErrors;  // slot 1
+    uint64_t rxBytes;   // slot 2
+    uint64_t rxPackets; // slot 3
     uint64_t reserved4;
     uint64_t reserved5;
-    uint64_t txBytes;         // slot 6
-    uint64_t txPackets;       // slot 7
+    uint64_t txBytes;   // slot 6
+    uint64_t txPackets; // slot 7
     uint64_t reserved8;
     uint64_t reserved9;
-    uint64_t txErrors;        // slot 10
-    uint64_t txDropped;       // slot 11
+    uint64_t txErrors;  // slot 10
+    uint64_t txDropped; // slot 11
     uint64_t reserved12;
-    uint64_t multicast;       // slot 13
+    uint64_t multicast; // slot 13
     unsigned char reservedTail[24];
-    _InterfaceStats* next;    // list link, not part of a flattened entry
+    _InterfaceStats* next; // list link, not part of a flattened entry
 };
 
 #pragma pack(pop)
@@ -238,22 +238,19 @@ public:
     // The named adapter's IPv4 addresses as 54-byte entries; 103 when it has
     // none (reported only when both buf and len are given). The two unsigned
     // arguments are not used.
-    int GetAdapterIpAddress(char const* name, unsigned int family, unsigned int reserved, void* buf,
-                            unsigned int* len);
+    int GetAdapterIpAddress(char const* name, unsigned int family, unsigned int reserved, void* buf, unsigned int* len);
     // params->operation: 1 sets the primary address (or DHCP with useDhcp),
     // 2 adds an alias, 3 modifies an alias, 4 deletes an alias.
     int SetAdapterIpAddress(char const* name, _NetParams* params);
 
     // The default gateway the adapter uses, as one 54-byte entry (0.0.0.0
     // when the default route goes through another adapter); 105 for family 10.
-    int GetAdapterGateway(char const* name, unsigned int family, unsigned int reserved, void* buf,
-                          unsigned int* len);
+    int GetAdapterGateway(char const* name, unsigned int family, unsigned int reserved, void* buf, unsigned int* len);
     // params->operation 1 replaces the default route and records the gateway
     // in the configuration of the interface the route uses.
     int SetAdapterGateway(char const* name, _NetParams* params);
     // The name servers of /etc/resolv.conf as 54-byte entries; 106 when none.
-    int GetAdapterDnsServer(char const* name, unsigned int family, unsigned int reserved, void* buf,
-                            unsigned int* len);
+    int GetAdapterDnsServer(char const* name, unsigned int family, unsigned int reserved, void* buf, unsigned int* len);
     // params->operation: 2 adds, 3 replaces, 4 deletes a name server.
     int SetAdapterDns(char const* name, _NetParams* params);
     // The MTU through the kernel and in the configuration file (22..10222).
@@ -269,8 +266,7 @@ public:
     // Diagnostics. Ping and TraceRoute start a worker thread and return at
     // once; the worker fills `shm` and sets shm->done when the result is
     // complete (zero the area before a traceroute).
-    int Ping(const void* address, unsigned char addrType, unsigned char count, unsigned long timeoutMs,
-             SharedMem* shm);
+    int Ping(const void* address, unsigned char addrType, unsigned char count, unsigned long timeoutMs, SharedMem* shm);
     int TraceRoute(const void* address, unsigned char addrType, SharedMem* shm);
     // The IPv4 TCP and UDP sockets as 51-byte entries; *len grows by 51 per
     // entry (set it to 0 first).
@@ -299,8 +295,7 @@ public:
 
     // Adds the address stored in the adapter's configuration file to the
     // running interface; *isDhcp is set when the file says DHCP.
-    int GetAndSetIpAddrFromConfFile(char* name, int* isDhcp, char* address, _NetworkDevice* device,
-                                    _IpAddress* record);
+    int GetAndSetIpAddrFromConfFile(char* name, int* isDhcp, char* address, _NetworkDevice* device, _IpAddress* record);
 
 private:
     friend int linnet_report_failure(NetworkAdapter& adapter, int code);

@@ -19,7 +19,8 @@
 
 namespace {
 
-int open_without_following(const char* path) {
+int open_without_following(const char* path)
+{
     int fd = open(path, O_PATH | O_NOFOLLOW | O_CLOEXEC);
     if (fd < 0) {
         std::fprintf(stderr, "testbed_bindlink: %s: %s\n", path, std::strerror(errno));
@@ -27,11 +28,15 @@ int open_without_following(const char* path) {
     return fd;
 }
 
-std::string fd_path(int fd) { return "/proc/self/fd/" + std::to_string(fd); }
+std::string fd_path(int fd)
+{
+    return "/proc/self/fd/" + std::to_string(fd);
+}
 
-}  // namespace
+} // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv)
+{
     if (argc != 3) {
         std::fprintf(stderr, "usage: testbed_bindlink SYMLINK MOUNTPOINT\n");
         return 2;
@@ -42,8 +47,7 @@ int main(int argc, char** argv) {
         return 1;
     }
     if (mount(fd_path(source).c_str(), fd_path(target).c_str(), nullptr, MS_BIND, nullptr) != 0) {
-        std::fprintf(stderr, "testbed_bindlink: mount %s on %s: %s\n", argv[1], argv[2],
-                     std::strerror(errno));
+        std::fprintf(stderr, "testbed_bindlink: mount %s on %s: %s\n", argv[1], argv[2], std::strerror(errno));
         return 1;
     }
     return 0;

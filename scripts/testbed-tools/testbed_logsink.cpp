@@ -24,12 +24,14 @@ namespace {
 
 constexpr size_t kMaxDatagram = 65536;
 
-int fail(const char* what, const char* path) {
+int fail(const char* what, const char* path)
+{
     std::fprintf(stderr, "testbed_logsink: %s %s: %s\n", what, path, std::strerror(errno));
     return 1;
 }
 
-int bind_datagram_socket(const char* path) {
+int bind_datagram_socket(const char* path)
+{
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (std::strlen(path) >= sizeof(address.sun_path)) {
@@ -41,15 +43,15 @@ int bind_datagram_socket(const char* path) {
     if (fd < 0) {
         return -1;
     }
-    if (bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 ||
-        chmod(path, 0666) != 0) {
+    if (bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 || chmod(path, 0666) != 0) {
         close(fd);
         return -1;
     }
     return fd;
 }
 
-std::string as_line(const char* data, size_t size) {
+std::string as_line(const char* data, size_t size)
+{
     while (size > 0 && (data[size - 1] == '\n' || data[size - 1] == '\0')) {
         --size;
     }
@@ -69,7 +71,8 @@ std::string as_line(const char* data, size_t size) {
     return line;
 }
 
-void detach_from_caller_streams() {
+void detach_from_caller_streams()
+{
     int null_fd = open("/dev/null", O_RDWR);
     if (null_fd >= 0) {
         dup2(null_fd, STDIN_FILENO);
@@ -81,7 +84,8 @@ void detach_from_caller_streams() {
     }
 }
 
-[[noreturn]] void serve(int socket_fd, int log_fd) {
+[[noreturn]] void serve(int socket_fd, int log_fd)
+{
     static char buffer[kMaxDatagram];
     for (;;) {
         ssize_t received = recv(socket_fd, buffer, sizeof(buffer), 0);
@@ -98,9 +102,10 @@ void detach_from_caller_streams() {
     }
 }
 
-}  // namespace
+} // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv)
+{
     if (argc != 3) {
         std::fprintf(stderr, "usage: testbed_logsink SOCKET LOGFILE\n");
         return 2;

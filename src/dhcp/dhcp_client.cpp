@@ -66,7 +66,7 @@ int enableDhcp(char const* ifname, _NetworkDevice* dev, unsigned char writeConfi
             return result;
         if (dev == nullptr || ifname == nullptr)
             return status::kNoInterface;
-        std::string name(ifname);  // the link commands take a modifiable name
+        std::string name(ifname); // the link commands take a modifiable name
 
         result = BringLinkDown(&name[0]);
         if (result != status::kSuccess)

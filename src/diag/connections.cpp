@@ -28,7 +28,7 @@ bool copy_table(const char* path, uint8_t protocol, _ConnectionEntry& record, Ou
     if (table == nullptr)
         return false;
     char line[diag::kSocketLineSize] = {};
-    if (fgets(line, sizeof line, table) == nullptr) {  // the column header
+    if (fgets(line, sizeof line, table) == nullptr) { // the column header
         fclose(table);
         return false;
     }
@@ -61,8 +61,8 @@ int NetworkAdapter::GetConnections(void* buf, unsigned int* len)
         _ConnectionEntry record;
         memset(&record, 0, sizeof record);
         Output output{buf != nullptr && len != nullptr ? static_cast<unsigned char*>(buf) : nullptr, len};
-        if (!copy_table(kTcpTable, diag::kProtocolTcp, record, output) ||
-            !copy_table(kUdpTable, diag::kProtocolUdp, record, output))
+        if (!copy_table(kTcpTable, diag::kProtocolTcp, record, output)
+            || !copy_table(kUdpTable, diag::kProtocolUdp, record, output))
             return kUnreadable;
         return 0;
     });

@@ -106,8 +106,8 @@ uint64_t average_microseconds(double sum, uint8_t count)
 
 uint32_t little_endian_value(const unsigned char* bytes)
 {
-    return static_cast<uint32_t>(bytes[0]) | static_cast<uint32_t>(bytes[1]) << 8 |
-           static_cast<uint32_t>(bytes[2]) << 16 | static_cast<uint32_t>(bytes[3]) << 24;
+    return static_cast<uint32_t>(bytes[0]) | static_cast<uint32_t>(bytes[1]) << 8
+           | static_cast<uint32_t>(bytes[2]) << 16 | static_cast<uint32_t>(bytes[3]) << 24;
 }
 
 void store_little_endian(unsigned char* bytes, uint32_t value)
@@ -192,7 +192,7 @@ bool LineReader::next(char* line, size_t size)
 
 uint64_t truncate_to_u64(double value)
 {
-    constexpr double kBeyond = 18446744073709551616.0;  // 2^64
+    constexpr double kBeyond = 18446744073709551616.0; // 2^64
     if (!(value >= 0))
         return 0;
     return value >= kBeyond ? UINT64_MAX : static_cast<uint64_t>(value);
@@ -235,12 +235,12 @@ int read_traceroute_output(const std::string& output, SharedMem* area)
         return 0;
     LineReader lines(output);
     char line[kToolLineSize];
-    if (!lines.next(line, sizeof line))  // the tool's header
+    if (!lines.next(line, sizeof line)) // the tool's header
         return 0;
     HopWriter writer(area);
     _TraceRouteHop hop{};
     double sum = 0;
-    uint8_t count = 0;  // wraps after 255, as the record's reader expects
+    uint8_t count = 0; // wraps after 255, as the record's reader expects
     while (lines.next(line, sizeof line)) {
         char* start = line;
         while (isspace(static_cast<unsigned char>(*start)))
@@ -249,7 +249,7 @@ int read_traceroute_output(const std::string& output, SharedMem* area)
         char* number = strtok_r(start, " ", &save);
         char* address = number != nullptr ? strtok_r(nullptr, " ", &save) : nullptr;
         if (address == nullptr || ValidateAddress(address, 1) != 0)
-            continue;  // an unanswered hop ("*") or no hop at all
+            continue; // an unanswered hop ("*") or no hop at all
         // Only the first four pieces are the address.
         unsigned char bytes[kAddressBytes] = {};
         char text[kAddressTextSize] = {};
@@ -279,7 +279,8 @@ int read_traceroute_output(const std::string& output, SharedMem* area)
 
 uint8_t stored_socket_state(unsigned kernelState, uint8_t protocol)
 {
-    if ((protocol == kProtocolTcp && kernelState == kTcpListen) || (protocol == kProtocolUdp && kernelState == kUdpClosed))
+    if ((protocol == kProtocolTcp && kernelState == kTcpListen)
+        || (protocol == kProtocolUdp && kernelState == kUdpClosed))
         return kStoredListening;
     if (kernelState == kEstablished)
         return kStoredEstablished;

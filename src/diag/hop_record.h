@@ -11,10 +11,10 @@
 // One hop of a traceroute; the records lie end to end from the start of
 // SharedMem::data.
 struct _TraceRouteHop {
-    uint8_t hopKind;                // kHopIntermediate, or kHopLast for the trace's last record
-    unsigned char hopAddress[4];    // u32 IPv4 address, network byte order
-    unsigned char reserved[12];     // zero
-    uint64_t hopRtt;                // average of the hop's numbers, in microseconds
+    uint8_t hopKind;             // kHopIntermediate, or kHopLast for the trace's last record
+    unsigned char hopAddress[4]; // u32 IPv4 address, network byte order
+    unsigned char reserved[12];  // zero
+    uint64_t hopRtt;             // average of the hop's numbers, in microseconds
 };
 #pragma pack(pop)
 

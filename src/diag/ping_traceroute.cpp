@@ -259,17 +259,15 @@ int execute_ping_cmd(char* cmdbuf, const char* path, char* target, unsigned char
 {
     return guarded([&] {
         // The deadline goes out as an int, as the command text shows it.
-        host::Command command = host::Command::format("ping %s -c %d -w %d", target, static_cast<int>(count),
-                                                      static_cast<int>(timeoutSec));
+        host::Command command =
+            host::Command::format("ping %s -c %d -w %d", target, static_cast<int>(count), static_cast<int>(timeoutSec));
         return run_into_file(command, cmdbuf, path);
     });
 }
 
 int execute_traceroute_cmd(char* cmdbuf, const char* path, const char* target)
 {
-    return guarded([&] {
-        return run_into_file(host::Command::format("traceroute -4 -n %s", target), cmdbuf, path);
-    });
+    return guarded([&] { return run_into_file(host::Command::format("traceroute -4 -n %s", target), cmdbuf, path); });
 }
 
 int parse_fill_ping_response(const char* path, _PingResponse* out)

@@ -30,9 +30,9 @@ int hand_out_entries(void* buf, unsigned int* len)
             dns::to_address_record(*record);
     }
     if (buf != nullptr && len != nullptr) {
-        *len = result == status::kSuccess
-                   ? static_cast<unsigned int>(ConstructBuffer_lib(static_cast<char*>(buf), flat_address_size(), entries.get()))
-                   : 0;
+        *len = result == status::kSuccess ? static_cast<unsigned int>(
+                   ConstructBuffer_lib(static_cast<char*>(buf), flat_address_size(), entries.get()))
+                                          : 0;
     }
     return result;
 }

@@ -78,8 +78,8 @@ std::optional<DefaultRoute> parse_default_route(std::string_view line)
     const size_t deviceEnd = line.find(' ', deviceStart);
     DefaultRoute route;
     route.gateway = std::string(line.substr(a + 1, d - a - 2));
-    route.device = std::string(line.substr(
-        deviceStart, deviceEnd == std::string_view::npos ? std::string_view::npos : deviceEnd - deviceStart));
+    route.device = std::string(line.substr(deviceStart, deviceEnd == std::string_view::npos ? std::string_view::npos
+                                                                                            : deviceEnd - deviceStart));
     return route;
 }
 
@@ -103,8 +103,8 @@ ConfiguredGateway gateway_from_interface_file(std::string_view text)
 {
     ConfiguredGateway configured;
     bool dhcp = false;
-    std::optional<std::string_view> line =
-        find_gateway_line(text, [](std::string_view l) { return host::contains(l, "GATEWAY"); }, dhcp);
+    std::optional<std::string_view> line = find_gateway_line(
+        text, [](std::string_view l) { return host::contains(l, "GATEWAY"); }, dhcp);
     if (!line)
         return configured;
     configured.lineFound = true;

@@ -30,8 +30,8 @@ struct DefaultRoute {
 std::optional<DefaultRoute> parse_default_route(std::string_view line);
 
 struct RouteScan {
-    int defaultRoutes = 0;      // default routes with a gateway
-    DefaultRoute last;          // the last of them: it wins
+    int defaultRoutes = 0; // default routes with a gateway
+    DefaultRoute last;     // the last of them: it wins
 };
 
 // The default routes of a routing snapshot, up to its first empty line.
@@ -39,10 +39,10 @@ RouteScan scan_default_routes(std::string_view snapshot);
 
 // What an adapter's configuration says about its gateway.
 struct ConfiguredGateway {
-    bool lineFound = false;     // a gateway line was met
-    bool usable = false;        // a static gateway that scans (the reader's 0)
+    bool lineFound = false; // a gateway line was met
+    bool usable = false;    // a static gateway that scans (the reader's 0)
     enum class Copy { None, Terminated, Unterminated } copy = Copy::None;
-    std::string text;           // what goes into the caller's gateway buffer
+    std::string text; // what goes into the caller's gateway buffer
 };
 
 // A Red Hat interface file: the first line with "GATEWAY" (GATEWAYDEV

@@ -34,7 +34,7 @@ std::string format_conversion(std::string directive, const Command::Value& value
         directive.pop_back();
     char buffer[512];
     if (conversion == 's') {
-        std::string text = value.kind == Command::Value::Text ? value.text
+        std::string text = value.kind == Command::Value::Text     ? value.text
                            : value.kind == Command::Value::Signed ? std::to_string(value.number)
                                                                   : std::to_string(value.unsignedNumber);
         std::string result(static_cast<size_t>(snprintf(nullptr, 0, (directive + "s").c_str(), text.c_str())), '\0');
@@ -42,15 +42,14 @@ std::string format_conversion(std::string directive, const Command::Value& value
         return result;
     }
     if (conversion == 'd' || conversion == 'i') {
-        long long number = value.kind == Command::Value::Unsigned ? static_cast<long long>(value.unsignedNumber)
-                                                                  : value.number;
+        long long number =
+            value.kind == Command::Value::Unsigned ? static_cast<long long>(value.unsignedNumber) : value.number;
         if (value.narrow)
             number = static_cast<int>(number);
         snprintf(buffer, sizeof buffer, (directive + "lld").c_str(), number);
     } else {
-        unsigned long long number = value.kind == Command::Value::Signed
-                                        ? static_cast<unsigned long long>(value.number)
-                                        : value.unsignedNumber;
+        unsigned long long number =
+            value.kind == Command::Value::Signed ? static_cast<unsigned long long>(value.number) : value.unsignedNumber;
         if (value.narrow)
             number = static_cast<unsigned int>(number);
         snprintf(buffer, sizeof buffer, (directive + "ll" + conversion).c_str(), number);
@@ -273,14 +272,11 @@ public:
     [[noreturn]] void run_in_child(unsigned delaySeconds) const noexcept
     {
         struct timespec delay = {static_cast<time_t>(delaySeconds), 0};
-        while (nanosleep(&delay, &delay) == -1 && errno == EINTR) {
-        }
+        while (nanosleep(&delay, &delay) == -1 && errno == EINTR) {}
         pid_t pid = 0;
-        if (!path_.empty() &&
-            posix_spawn(&pid, path_.c_str(), actions_.get(), &attributes_, argv_.get(), environ) == 0 &&
-            !background_) {
-            while (waitpid(pid, nullptr, 0) == -1 && errno == EINTR) {
-            }
+        if (!path_.empty() && posix_spawn(&pid, path_.c_str(), actions_.get(), &attributes_, argv_.get(), environ) == 0
+            && !background_) {
+            while (waitpid(pid, nullptr, 0) == -1 && errno == EINTR) {}
         }
         _exit(0);
     }
@@ -392,8 +388,9 @@ int capture(const Command& command, std::string& output, int* waitStatus)
         }
     }
     close(fds[0]);
-    int status = error == 0 ? wait_for(pid)
-                            : spawn_error_status(error, command.arguments().empty() ? "" : command.arguments()[0].c_str());
+    int status = error == 0
+                     ? wait_for(pid)
+                     : spawn_error_status(error, command.arguments().empty() ? "" : command.arguments()[0].c_str());
     if (waitStatus != nullptr)
         *waitStatus = status;
     return 0;

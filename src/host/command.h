@@ -20,7 +20,7 @@ public:
         long long number;
         unsigned long long unsignedNumber;
         std::string text;
-        bool narrow = false;  // an int-sized value, printed as printf prints an int
+        bool narrow = false; // an int-sized value, printed as printf prints an int
         Value(int v) : kind(Signed), number(v), unsignedNumber(0), narrow(true) {}
         Value(long v) : kind(Signed), number(v), unsignedNumber(0) {}
         Value(long long v) : kind(Signed), number(v), unsignedNumber(0) {}

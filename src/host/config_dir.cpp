@@ -6,8 +6,8 @@
 int filter(dirent const* entry)
 {
     const char* name = entry->d_name;
-    return strcmp(name, ".") != 0 && strcmp(name, "..") != 0 && strstr(name, "ifcfg-") != nullptr &&
-           strcmp(name, "ifcfg-lo") != 0;
+    return strcmp(name, ".") != 0 && strcmp(name, "..") != 0 && strstr(name, "ifcfg-") != nullptr
+           && strcmp(name, "ifcfg-lo") != 0;
 }
 
 namespace host {

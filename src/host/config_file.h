@@ -73,8 +73,8 @@ bool remove_file(const std::string& path);
 // A key update of the start-on-boot, MTU and gateway kind: every line that
 // carries the key is replaced by `line`; when none does, `line` is appended.
 struct KeyUpdate {
-    std::string key;     // a line carries the key when it contains this text
-    std::string line;    // the complete replacement line, with its line feed
+    std::string key;  // a line carries the key when it contains this text
+    std::string line; // the complete replacement line, with its line feed
     bool commentsCarryKey = true;
     FinalRead finalRead = FinalRead::KeptAsEmptyLine;
 };
@@ -85,8 +85,7 @@ std::string apply_key_update(const std::string& oldText, const KeyUpdate& update
 // Reads, updates and atomically rewrites the file. A file that cannot be
 // opened for reading and writing is replaced by `textWhenMissing` when one is
 // given, else the result is 98.
-int update_key_in_file(const std::string& path, const KeyUpdate& update,
-                       const std::string* textWhenMissing = nullptr);
+int update_key_in_file(const std::string& path, const KeyUpdate& update, const std::string* textWhenMissing = nullptr);
 
 // Writes kept lines to a fixed scratch file, then copies the scratch file back
 // over the configuration file and removes it. 0, or 98 when either cannot be

@@ -39,8 +39,8 @@ std::string ConfigDialect::routes_file() const
 
 bool is_file_name_safe(const char* name)
 {
-    return name != nullptr && *name != '\0' && strchr(name, '/') == nullptr && strcmp(name, ".") != 0 &&
-           strcmp(name, "..") != 0;
+    return name != nullptr && *name != '\0' && strchr(name, '/') == nullptr && strcmp(name, ".") != 0
+           && strcmp(name, "..") != 0;
 }
 
 const ConfigDialect* dialect_for(int distro)

@@ -9,11 +9,11 @@
 namespace host {
 
 struct ConfigDialect {
-    const char* name;             // "redhat" or "suse"
-    const char* configDir;        // with its trailing '/'
-    bool quotedValues;            // KEY='value' instead of KEY=value
-    const char* pciIdsPath;       // the PCI ID database of the family
-    const char* startOnBootKey;   // ONBOOT or STARTMODE
+    const char* name;           // "redhat" or "suse"
+    const char* configDir;      // with its trailing '/'
+    bool quotedValues;          // KEY='value' instead of KEY=value
+    const char* pciIdsPath;     // the PCI ID database of the family
+    const char* startOnBootKey; // ONBOOT or STARTMODE
     const char* startOnBootYes;
     const char* startOnBootNo;
 

@@ -70,8 +70,9 @@ int CheckNetworkingEnabled(int distro)
 {
     return guarded([&]() -> int {
         if (distro == kDistroRedHat || distro == kDistroXenServer)
-            return read_yes_no_setting(kNetworkSettingsPath, "NETWORKING=") == Setting::Yes ? status::kSuccess
-                                                                                             : status::kNetworkingDisabled;
+            return read_yes_no_setting(kNetworkSettingsPath, "NETWORKING=") == Setting::Yes
+                       ? status::kSuccess
+                       : status::kNetworkingDisabled;
         if (distro == kDistroSuse)
             return networking_from_rc_links(distro);
         return status::kNetworkingDisabled;

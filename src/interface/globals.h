@@ -13,7 +13,13 @@ extern LINNET_EXPORT unsigned int SIZEOFPOINTER;
 extern LINNET_EXPORT char system_buf[kSystemBufSize];
 
 // Flattened entry sizes, computed from the link size as the application does.
-inline unsigned int flat_device_size() { return sizeof(_NetworkDevice) - SIZEOFPOINTER; }
-inline unsigned int flat_address_size() { return sizeof(_IpAddress) - SIZEOFPOINTER; }
+inline unsigned int flat_device_size()
+{
+    return sizeof(_NetworkDevice) - SIZEOFPOINTER;
+}
+inline unsigned int flat_address_size()
+{
+    return sizeof(_IpAddress) - SIZEOFPOINTER;
+}
 
 #endif

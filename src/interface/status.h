@@ -10,8 +10,8 @@ namespace status {
 constexpr int kSuccess = 0;
 constexpr int kFailure = 1;
 constexpr int kVlanIdInvalid = 53;
-constexpr int kVlanExists = 54;            // no text in the table
-constexpr int kMtuOutOfRange = 61;         // no text in the table
+constexpr int kVlanExists = 54;    // no text in the table
+constexpr int kMtuOutOfRange = 61; // no text in the table
 constexpr int kFileOpen = 98;
 constexpr int kNoMemory = 99;
 constexpr int kNoInterface = 100;
@@ -47,7 +47,7 @@ struct LinNetErrRow {
 #pragma pack(pop)
 static_assert(sizeof(LinNetErrRow) == 12, "status table rows are 12 bytes");
 
-constexpr int kStatusTableRows = 27;   // the terminator row included
+constexpr int kStatusTableRows = 27; // the terminator row included
 constexpr int kLongestStatusText = 84;
 
 extern LINNET_EXPORT LinNetErrRow LinNetErrStr[kStatusTableRows];

@@ -13,14 +13,14 @@
 #pragma pack(push, 1)
 // One row: the PCI device ID and the text naming the model and its family.
 struct LinNetCardDescRow {
-    int32_t deviceId;          // kCardTableEnd in the row that ends the table
-    const char* description;   // null in the row that ends the table
+    int32_t deviceId;        // kCardTableEnd in the row that ends the table
+    const char* description; // null in the row that ends the table
 };
 #pragma pack(pop)
 static_assert(sizeof(LinNetCardDescRow) == 12, "card table rows are 12 bytes");
 static_assert(offsetof(LinNetCardDescRow, description) == 4, "the text pointer follows the ID");
 
-constexpr int kCardTableRows = 127;                  // the end row included
+constexpr int kCardTableRows = 127; // the end row included
 constexpr int kCardTableModels = kCardTableRows - 1;
 constexpr int32_t kCardTableEnd = -1;
 // Device IDs at or below this are never looked up, so the table holds none.

@@ -81,8 +81,8 @@ int modify_networking_configfile(int distribution, char* ifname, char* address, 
                                  const char* hwaddr, int aliasNumber, int position)
 {
     return guarded([&] {
-        ipaddr::AddressChange change{text_of(ifname), text_of(address), text_of(netmask), text_of(hwaddr),
-                                     aliasNumber, position};
+        ipaddr::AddressChange change{text_of(ifname), text_of(address), text_of(netmask),
+                                     text_of(hwaddr), aliasNumber,      position};
         return modify_file(distribution, ifname, change);
     });
 }
@@ -123,8 +123,7 @@ int delete_file_entry(char* path, int, char* address, char*)
     });
 }
 
-int NetworkAdapter::GetAndSetIpAddrFromConfFile(char* name, int* isDhcp, char* address, _NetworkDevice*,
-                                                _IpAddress*)
+int NetworkAdapter::GetAndSetIpAddrFromConfFile(char* name, int* isDhcp, char* address, _NetworkDevice*, _IpAddress*)
 {
     return guarded([&] {
         int distro = kDistroUnknown;
@@ -133,8 +132,8 @@ int NetworkAdapter::GetAndSetIpAddrFromConfFile(char* name, int* isDhcp, char* a
             return result;
         const host::ConfigDialect* dialect = host::dialect_for(distro);
         std::string text;
-        if (dialect == nullptr || !host::is_file_name_safe(name) ||
-            !host::read_file(dialect->interface_file(name), text))
+        if (dialect == nullptr || !host::is_file_name_safe(name)
+            || !host::read_file(dialect->interface_file(name), text))
             return status::kFileOpen;
 
         char ownBuffer[kStoredAddressSize] = {};

@@ -77,16 +77,16 @@ bool is_numbered(std::string_view line, std::string_view key)
 {
     size_t pos = 0;
     int index = 0;
-    return scan_literal(line, pos, key) && scan_int(line, pos, index) && scan_literal(line, pos, "='") &&
-           scan_word(line, pos);
+    return scan_literal(line, pos, key) && scan_int(line, pos, index) && scan_literal(line, pos, "='")
+           && scan_word(line, pos);
 }
 
 // "LABEL%d='%d'": the entry's index and its label number, both or nothing.
 bool scan_label(std::string_view line, int& index, int& label)
 {
     size_t pos = 0;
-    return scan_literal(line, pos, "LABEL") && scan_int(line, pos, index) && scan_literal(line, pos, "='") &&
-           scan_int(line, pos, label);
+    return scan_literal(line, pos, "LABEL") && scan_int(line, pos, index) && scan_literal(line, pos, "='")
+           && scan_int(line, pos, label);
 }
 
 // Lines with whether a line feed ended them (only the last one may lack it).
@@ -189,8 +189,8 @@ std::string rewrite_redhat_modified(const std::string& oldText, const AddressCha
 
 std::string new_suse_address_file(const AddressChange& change)
 {
-    return "BOOTPROTO='static'\nSTARTMODE='auto'\n" + quoted("IPADDR", change.address) +
-           quoted("NETMASK", change.netmask) + "\n";
+    return "BOOTPROTO='static'\nSTARTMODE='auto'\n" + quoted("IPADDR", change.address)
+           + quoted("NETMASK", change.netmask) + "\n";
 }
 
 std::string rewrite_suse_modified(const std::string& oldText, const AddressChange& change, bool& found)
@@ -202,7 +202,7 @@ std::string rewrite_suse_modified(const std::string& oldText, const AddressChang
     const bool primary = change.aliasNumber == -1;
 
     std::string text;
-    int entries = 0;  // boot lines and LABEL lines met so far
+    int entries = 0; // boot lines and LABEL lines met so far
     bool bootLineSeen = false;
     bool dhcpLineKept = false;
     bool addressWritten = false;
@@ -243,7 +243,7 @@ std::string rewrite_suse_modified(const std::string& oldText, const AddressChang
                 text += line + "\n";
             }
         } else if (contains(line, "IPADDR")) {
-            text += line + "\n";  // REMOTE_IPADDR=
+            text += line + "\n"; // REMOTE_IPADDR=
         } else if (contains(line, "NETMASK")) {
             if (is_numbered(line, "NETMASK"))
                 pendingNetmask = line;
@@ -341,8 +341,8 @@ std::string without_suse_entry(const std::string& oldText, const std::string& ad
         bool keep = true;
         if (is_comment(l)) {
             keep = true;
-        } else if (contains(l, "IPADDR") && !contains(l, "IPADDR=") && !contains(l, "REMOTE_IPADDR=") &&
-                   contains(l, address)) {
+        } else if (contains(l, "IPADDR") && !contains(l, "IPADDR=") && !contains(l, "REMOTE_IPADDR=")
+                   && contains(l, address)) {
             // A numbered address line: the entry goes up to its LABEL line.
             keep = false;
             skipping = true;

@@ -17,8 +17,8 @@ struct AddressChange {
     std::string address;
     std::string netmask;
     std::string hwaddr;
-    int aliasNumber = -1;  // -1: the primary address
-    int position = 1;      // the address's place in the adapter's list, 1 for the primary
+    int aliasNumber = -1; // -1: the primary address
+    int position = 1;     // the address's place in the adapter's list, 1 for the primary
 };
 
 // Red Hat family (also XenServer). An alias has a file of its own; a missing
@@ -39,8 +39,7 @@ struct SuseAppend {
     bool indexed = false;
     int label = 0;
 };
-SuseAppend suse_entry_to_append(const std::string& oldText, const std::string& address,
-                                const std::string& netmask);
+SuseAppend suse_entry_to_append(const std::string& oldText, const std::string& address, const std::string& netmask);
 
 // The SUSE file without the numbered entries whose address line holds
 // `address` as a substring; lines are kept byte for byte. `removed` is set

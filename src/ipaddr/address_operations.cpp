@@ -51,9 +51,9 @@ int next_redhat_alias(const char* directory, const std::string& ifname, int& sca
             continue;
         char rest[256] = {};
         int number = 0;
-        if (sscanf(name.c_str(), "ifcfg-eth%255s:%d", rest, &number) < 1 &&
-            sscanf(name.c_str(), "ifcfg-xenbr%255s:%d", rest, &number) < 1 &&
-            sscanf(name.c_str(), "ifcfg-bond%255s:%d", rest, &number) < 1)
+        if (sscanf(name.c_str(), "ifcfg-eth%255s:%d", rest, &number) < 1
+            && sscanf(name.c_str(), "ifcfg-xenbr%255s:%d", rest, &number) < 1
+            && sscanf(name.c_str(), "ifcfg-bond%255s:%d", rest, &number) < 1)
             continue;
         const char* colon = strchr(rest, ':');
         if (colon != nullptr && colon[1] != '\0')
@@ -170,7 +170,8 @@ int delete_address(char* ifname, _NetParams* params, _NetworkDevice* device)
     int distro = kDistroUnknown;
     int result = get_linux_distro(&distro);
     int position = 0;
-    _IpAddress* record = device->ipList != nullptr ? find_address(device->ipList, params->oldAddress, position) : nullptr;
+    _IpAddress* record =
+        device->ipList != nullptr ? find_address(device->ipList, params->oldAddress, position) : nullptr;
     if (record == nullptr)
         return status::kAddressNotInFile;
     int alias = record->aliasIndex;

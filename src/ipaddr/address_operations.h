@@ -10,8 +10,8 @@ LINNET_EXPORT int AddIPAddress(char* ifname, char* addressPrefix, unsigned short
                                char* broadcast, _NetworkDevice* device);
 // Writes the alias configuration and the label of the new address (80 bytes)
 // into `newIfname`.
-LINNET_EXPORT int AddAliasIPAddress(char* ifname, char* newIfname, unsigned short family, char* address,
-                                    char* netmask, char* broadcast, _NetworkDevice* device);
+LINNET_EXPORT int AddAliasIPAddress(char* ifname, char* newIfname, unsigned short family, char* address, char* netmask,
+                                    char* broadcast, _NetworkDevice* device);
 LINNET_EXPORT int DeleteIPAddress(char* ifname, _NetParams* params, _NetworkDevice* device);
 // Removes every address of the adapter at run time; `device` may be null.
 LINNET_EXPORT int DeleteAllIPAddress(char* ifname, _NetworkDevice* device);

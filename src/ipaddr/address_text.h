@@ -10,11 +10,11 @@
 namespace ipaddr {
 
 struct AddressText {
-    std::string address;        // dotted
-    std::string netmask;        // dotted
-    int prefix = 0;             // from the netmask's 1 bits
-    std::string addressPrefix;  // address/prefix, or the bare address for prefix 0
-    std::string broadcast;      // dotted, empty when not IPv4
+    std::string address;       // dotted
+    std::string netmask;       // dotted
+    int prefix = 0;            // from the netmask's 1 bits
+    std::string addressPrefix; // address/prefix, or the bare address for prefix 0
+    std::string broadcast;     // dotted, empty when not IPv4
 };
 
 // The texts of an address and netmask given as bytes of `family`.

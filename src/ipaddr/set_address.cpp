@@ -47,8 +47,8 @@ int run_operation(std::string& name, const _NetParams& params, _NetParams* reque
     if (params.operation == kAddAlias)
         return AddIPAddress(&name[0], &text.addressPrefix[0], params.newFamily, &text.address[0], &text.netmask[0],
                             &text.broadcast[0], device);
-    return ModifyIPAddress(params.operation == kSetPrimary ? 1 : 0, &name[0], &text.addressPrefix[0],
-                           &text.address[0], &text.netmask[0], &text.broadcast[0], request, device);
+    return ModifyIPAddress(params.operation == kSetPrimary ? 1 : 0, &name[0], &text.addressPrefix[0], &text.address[0],
+                           &text.netmask[0], &text.broadcast[0], request, device);
 }
 
 } // namespace
@@ -82,8 +82,8 @@ int NetworkAdapter::SetAdapterIpAddressWrapper(char const* ifname, _NetParams* p
                 return linnet_report_failure(*this, presence);
         }
         // A duplicate is refused without a log line.
-        if ((operation == kAddAlias || operation == kModifyAlias) &&
-            check_ip_dups(device->ipList, params->newAddress, params->newNetmask) == status::kAddressAssigned)
+        if ((operation == kAddAlias || operation == kModifyAlias)
+            && check_ip_dups(device->ipList, params->newAddress, params->newNetmask) == status::kAddressAssigned)
             return status::kAddressAssigned;
         int distro = kDistroUnknown;
         int detected = get_linux_distro(&distro);

@@ -57,12 +57,12 @@ std::string redhat_content(const char* parent, int vlanId, const char* hwaddr)
 // VLAN=YES stays unquoted and upper case: it is the family's own form.
 std::string suse_content(const char* parent, int, const char*)
 {
-    return bounded(kLineSize, "ETHERDEVICE='%s'\n", parent) + "BOOTPROTO='static'\n" + "STARTMODE='auto'\n" +
-           "VLAN=YES\n" + "IPADDR=''\n" + "NETMASK=''\n";
+    return bounded(kLineSize, "ETHERDEVICE='%s'\n", parent) + "BOOTPROTO='static'\n" + "STARTMODE='auto'\n"
+           + "VLAN=YES\n" + "IPADDR=''\n" + "NETMASK=''\n";
 }
 
 struct VlanFileForm {
-    const char* dialect;  // host::ConfigDialect::name
+    const char* dialect; // host::ConfigDialect::name
     std::string (*fileName)(const char* parent, int vlanId);
     std::string (*content)(const char* parent, int vlanId, const char* hwaddr);
     // The Red Hat family keeps a VLAN's extra addresses in ifcfg-PARENT.VID:N.

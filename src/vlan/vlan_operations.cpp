@@ -31,7 +31,7 @@ constexpr int kCommandNotStarted = -1;
 
 // The Red Hat family runs the tool by its full path, SUSE through the PATH.
 struct RemoveCommand {
-    const char* dialect;  // host::ConfigDialect::name
+    const char* dialect; // host::ConfigDialect::name
     const char* format;
 };
 constexpr RemoveCommand kRemoveCommands[] = {

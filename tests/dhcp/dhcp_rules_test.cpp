@@ -27,7 +27,7 @@ TEST(DhcpSuseText, AddressGoesAndBootProtoTurnsToDhcp)
 TEST(DhcpSuseText, MissingBootProtoIsAppendedWithItsBlankLine)
 {
     EXPECT_EQ("STARTMODE='auto'\nBOOTPROTO='dhcp'\n\n", dhcp_text_suse("STARTMODE='auto'\nIPADDR='10.0.0.5'\n\n"));
-    EXPECT_EQ("MTU='1500'\nBOOTPROTO='dhcp'\n\n", dhcp_text_suse("MTU='1500'"));  // no final line feed
+    EXPECT_EQ("MTU='1500'\nBOOTPROTO='dhcp'\n\n", dhcp_text_suse("MTU='1500'")); // no final line feed
     EXPECT_EQ("BOOTPROTO='dhcp'\n\n", dhcp_text_suse(""));
     // A second switch keeps the one blank line and adds none.
     EXPECT_EQ("BOOTPROTO='dhcp'\n\n", dhcp_text_suse(dhcp_text_suse("BOOTPROTO='static'\n")));
@@ -35,8 +35,8 @@ TEST(DhcpSuseText, MissingBootProtoIsAppendedWithItsBlankLine)
 
 TEST(DhcpRedHatText, AddressesGoAndEachRewriteAddsAnEmptyLine)
 {
-    const std::string once = dhcp_text_redhat(
-        "DEVICE=eth0\nBOOTPROTO=static\nIPADDR=10.0.0.5\nNETMASK=255.255.255.0\nONBOOT=yes\n");
+    const std::string once =
+        dhcp_text_redhat("DEVICE=eth0\nBOOTPROTO=static\nIPADDR=10.0.0.5\nNETMASK=255.255.255.0\nONBOOT=yes\n");
     EXPECT_EQ("DEVICE=eth0\nBOOTPROTO=dhcp\nONBOOT=yes\n\n", once);
     EXPECT_EQ(once + "\n", dhcp_text_redhat(once));
     // The key part decides about addresses: numbered keys and a line without
@@ -50,7 +50,7 @@ TEST(DhcpRedHatText, AddressesGoAndEachRewriteAddsAnEmptyLine)
 TEST(DhcpRedHatText, MissingBootProtoIsAppended)
 {
     EXPECT_EQ("DEVICE=eth0\n\nBOOTPROTO=dhcp\n", dhcp_text_redhat("DEVICE=eth0\nIPADDR=10.0.0.5\n"));
-    EXPECT_EQ("DEVICE=eth0\nBOOTPROTO=dhcp\n", dhcp_text_redhat("DEVICE=eth0"));  // no final line feed
+    EXPECT_EQ("DEVICE=eth0\nBOOTPROTO=dhcp\n", dhcp_text_redhat("DEVICE=eth0")); // no final line feed
     EXPECT_EQ("\nBOOTPROTO=dhcp\n", dhcp_text_redhat(""));
 }
 
@@ -67,7 +67,7 @@ TEST(DhcpConfigName, VlanListingLosesItsParent)
 {
     EXPECT_EQ("eth0.100", dhcp::config_name("eth0.100@eth0"));
     EXPECT_EQ("eth0.5", dhcp::config_name("eth0.5"));
-    EXPECT_EQ("macvlan0@eth0", dhcp::config_name("macvlan0@eth0"));  // no '.': not a VLAN listing
+    EXPECT_EQ("macvlan0@eth0", dhcp::config_name("macvlan0@eth0")); // no '.': not a VLAN listing
     EXPECT_EQ("eth0", dhcp::config_name("eth0"));
 }
 
@@ -77,7 +77,7 @@ TEST(DhcpPidFile, OnlyAnOrdinaryOtherProcessIsNamed)
     EXPECT_EQ(1234, dhcp::pid_to_kill("1234\n", self));
     EXPECT_EQ(2, dhcp::pid_to_kill("  2junk", self));
     EXPECT_EQ(INT_MAX, dhcp::pid_to_kill("2147483647", self));
-    for (const char* refused : {"", "junk", "0", "1", "-1", "-1234", "2147483648", "4294967295",
-                                "18446744073709551615", "99999999999999999999999", "4321"})
+    for (const char* refused : {"", "junk", "0", "1", "-1", "-1234", "2147483648", "4294967295", "18446744073709551615",
+                                "99999999999999999999999", "4321"})
         EXPECT_EQ(0, dhcp::pid_to_kill(refused, self)) << '"' << refused << '"';
 }

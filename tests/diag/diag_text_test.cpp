@@ -149,14 +149,15 @@ TEST_F(ScratchTest, OutputFilesMissingOrPresent)
 TEST(TracerouteOutput, OneRecordPerAnsweredHopTheLastMarked)
 {
     SharedMem area{};
-    EXPECT_EQ(3, diag::read_traceroute_output(kTraceHeader + " 1  192.0.2.1  1.000 ms  2.000 ms  3.000 ms\n"
-                                                             " 2  * * *\n"
-                                                             " 3  198.51.100.7  0.500 ms * 1.500 ms\n"
-                                                             " 4  203.0.113.1  4.000 ms  4.000 ms  4.000 ms\n",
+    EXPECT_EQ(3, diag::read_traceroute_output(kTraceHeader
+                                                  + " 1  192.0.2.1  1.000 ms  2.000 ms  3.000 ms\n"
+                                                    " 2  * * *\n"
+                                                    " 3  198.51.100.7  0.500 ms * 1.500 ms\n"
+                                                    " 4  203.0.113.1  4.000 ms  4.000 ms  4.000 ms\n",
                                               &area));
     EXPECT_EQ(75u, area.dataLength);
     expect_hop(area, 0, 3, "192.0.2.1", 2000);
-    expect_hop(area, 1, 3, "198.51.100.7", 666);  // "*" counts as a 0 of its own
+    expect_hop(area, 1, 3, "198.51.100.7", 666); // "*" counts as a 0 of its own
     expect_hop(area, 2, 1, "203.0.113.1", 4000);
     EXPECT_TRUE(all(area.data + 75, sizeof area.data - 75, 0));
     EXPECT_EQ(0, area.done) << "the flags are the worker's";
@@ -164,8 +165,8 @@ TEST(TracerouteOutput, OneRecordPerAnsweredHopTheLastMarked)
     // A second router on one hop: its own leading number (10) joins the sum,
     // and a record goes out at once, under the hop's address.
     area = SharedMem{};
-    EXPECT_EQ(2, diag::read_traceroute_output(kTraceHeader + " 1  10.0.0.1  1.000 ms 10.0.0.2  2.000 ms  3.000 ms\n",
-                                              &area));
+    EXPECT_EQ(
+        2, diag::read_traceroute_output(kTraceHeader + " 1  10.0.0.1  1.000 ms 10.0.0.2  2.000 ms  3.000 ms\n", &area));
     expect_hop(area, 0, 3, "10.0.0.1", 5500);
     expect_hop(area, 1, 1, "10.0.0.1", 4000);
 
@@ -238,7 +239,8 @@ TEST(SocketLine, AddressesPortsAndStates)
     EXPECT_EQ(0xFF, record.reserved[0]);
     EXPECT_TRUE(all(record.reserved + 1, 8, 0));
 
-    const unsigned states[][3] = {{10, 1, 2}, {7, 2, 2}, {1, 1, 5}, {1, 2, 5}, {2, 1, 2}, {6, 1, 6}, {10, 2, 10}, {7, 1, 7}};
+    const unsigned states[][3] = {{10, 1, 2}, {7, 2, 2}, {1, 1, 5},   {1, 2, 5},
+                                  {2, 1, 2},  {6, 1, 6}, {10, 2, 10}, {7, 1, 7}};
     for (const auto& s : states)
         EXPECT_EQ(s[2], diag::stored_socket_state(s[0], static_cast<uint8_t>(s[1]))) << s[0] << "/" << s[1];
 }

@@ -51,8 +51,7 @@ TEST(DnsEntries, ListedAsTheTextAfterTheKeyAndOneSeparator)
                              "nameserver\n"
                              "options timeout:1 nameserver=10.0.0.6\n"
                              "nameserver 10.0.0.7";
-    EXPECT_EQ((Texts{"10.0.0.1", " 10.0.0.2", "10.0.0.3 # office", "10.0.0.4", "fe80::1", "", "10.0.0.6",
-                     "10.0.0.7"}),
+    EXPECT_EQ((Texts{"10.0.0.1", " 10.0.0.2", "10.0.0.3 # office", "10.0.0.4", "fe80::1", "", "10.0.0.6", "10.0.0.7"}),
               dns::entry_texts(text));
 }
 
@@ -60,8 +59,8 @@ TEST(DnsEntries, ALongLineIsListedPieceByPiece)
 {
     // The key in the second piece of a long line names an entry of its own;
     // a comment's second piece is no comment.
-    const std::string text = line_of("nameserver 10.0.0.1 #", 79).substr(0, 79) + "nameserver 10.0.0.2\n" +
-                             line_of("#", 79).substr(0, 79) + "nameserver 10.0.0.3\n";
+    const std::string text = line_of("nameserver 10.0.0.1 #", 79).substr(0, 79) + "nameserver 10.0.0.2\n"
+                             + line_of("#", 79).substr(0, 79) + "nameserver 10.0.0.3\n";
     EXPECT_EQ((Texts{"10.0.0.1 #" + std::string(58, 'x'), "10.0.0.2", "10.0.0.3"}), dns::entry_texts(text));
 }
 

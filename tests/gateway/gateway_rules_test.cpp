@@ -21,8 +21,8 @@ std::string describe(const ConfiguredGateway& c)
     const char* copy = c.copy == ConfiguredGateway::Copy::None         ? "none"
                        : c.copy == ConfiguredGateway::Copy::Terminated ? "terminated"
                                                                        : "unterminated";
-    return std::string(c.lineFound ? "found " : "absent ") + (c.usable ? "usable " : "rejected ") + copy + " [" +
-           c.text + "]";
+    return std::string(c.lineFound ? "found " : "absent ") + (c.usable ? "usable " : "rejected ") + copy + " [" + c.text
+           + "]";
 }
 
 } // namespace
@@ -69,7 +69,8 @@ TEST(RouteLine, SnapshotCountsDefaultRoutesAndTheLastWins)
     EXPECT_EQ(2, two.defaultRoutes);
     EXPECT_EQ("[10.0.0.1|eth1]", describe(two.last));
 
-    gateway::RouteScan cut = gateway::scan_default_routes("default via 10.0.0.1 dev eth0 \n\ndefault via 10.0.0.2 dev eth1\n");
+    gateway::RouteScan cut =
+        gateway::scan_default_routes("default via 10.0.0.1 dev eth0 \n\ndefault via 10.0.0.2 dev eth1\n");
     EXPECT_EQ(1, cut.defaultRoutes) << "an empty line ends the snapshot";
     EXPECT_EQ("[10.0.0.1|eth0]", describe(cut.last));
 
@@ -88,13 +89,15 @@ TEST(ConfiguredGatewayReader, RedHatInterfaceFile)
         << "only lines before the gateway line count";
     EXPECT_EQ("found rejected unterminated [10.1.1.1]",
               describe(gateway::gateway_from_interface_file("GATEWAY=\"10.1.1.1\"\n")));
-    EXPECT_EQ("found rejected unterminated [10.1.1.1]", describe(gateway::gateway_from_interface_file("GATEWAY=\"10.1.1.1")));
+    EXPECT_EQ("found rejected unterminated [10.1.1.1]",
+              describe(gateway::gateway_from_interface_file("GATEWAY=\"10.1.1.1")));
     EXPECT_EQ("found rejected none []",
               describe(gateway::gateway_from_interface_file("GATEWAYDEV=eth0\nGATEWAY=10.1.1.1\n")));
     EXPECT_EQ("found rejected none []", describe(gateway::gateway_from_interface_file(" GATEWAY=10.1.1.1\n")));
     EXPECT_EQ("found usable terminated [10.1.1.1]",
               describe(gateway::gateway_from_interface_file("#GATEWAY=10.9.9.9\n#BOOTPROTO=dhcp\nGATEWAY=10.1.1.1")));
-    EXPECT_EQ("absent rejected none []", describe(gateway::gateway_from_interface_file("DEVICE=eth0\nIPADDR=10.1.1.5\n")));
+    EXPECT_EQ("absent rejected none []",
+              describe(gateway::gateway_from_interface_file("DEVICE=eth0\nIPADDR=10.1.1.5\n")));
 }
 
 TEST(ConfiguredGatewayReader, SuseRoutesFile)
@@ -105,7 +108,8 @@ TEST(ConfiguredGatewayReader, SuseRoutesFile)
     EXPECT_EQ("found usable terminated [10.0.0.1]",
               describe(gateway::gateway_from_routes_file("default 10.0.0.1 - eth10\n", "eth1")))
         << "the name is found anywhere in the line";
-    EXPECT_EQ("found rejected none []", describe(gateway::gateway_from_routes_file(" default 10.0.0.1 - eth0\n", "eth0")));
+    EXPECT_EQ("found rejected none []",
+              describe(gateway::gateway_from_routes_file(" default 10.0.0.1 - eth0\n", "eth0")));
     EXPECT_EQ("found rejected terminated [10.0.0.1]",
               describe(gateway::gateway_from_routes_file("BOOTPROTO='dhcp'\ndefault 10.0.0.1 - eth0\n", "eth0")));
 }

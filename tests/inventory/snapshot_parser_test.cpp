@@ -20,7 +20,7 @@ struct Parsed {
 
 Parsed parse(const std::string& text, int withAddresses = 1)
 {
-    NetworkAdapter adapter;  // sets the list link size
+    NetworkAdapter adapter; // sets the list link size
     _NetworkDevice* head = new_device_node();
     _NetworkDevice* cursor = head;
     std::istringstream snapshot(text);
@@ -122,22 +122,21 @@ TEST(SnapshotParser, OlderOutputAndTheWithoutAddressesListing)
 
 TEST(SnapshotParser, NameRulesKeepTheirSubstringTests)
 {
-    const std::string text =
-        "2: eth0: <BROADCAST,MULTICAST,UP,LOWER_UP> mtu 1500 qdisc noqueue state UP\n"
-        "    link/ether 02:00:00:00:00:10 brd ff:ff:ff:ff:ff:ff\n"
-        "    inet6 fe80::1/64 scope link\n"
-        "3: wlan0: <BROADCAST,MULTICAST> mtu 1500 qdisc noop state DOWN\n"
-        "    link/ether 02:00:00:00:00:11 brd ff:ff:ff:ff:ff:ff\n"
-        "4: bond0: <BROADCAST,MULTICAST,MASTER> mtu 1500 qdisc noop state DOWN\n"
-        "    link/ether 02:00:00:00:00:12 brd ff:ff:ff:ff:ff:ff\n"
-        "5: bond1: <BROADCAST,MULTICAST,MASTER,UP> mtu 1500 qdisc noqueue state UP\n"
-        "    link/ether 02:00:00:00:00:13 brd ff:ff:ff:ff:ff:ff\n"
-        "    inet6 fe80::2/64 scope link\n"
-        "6: eth1: <BROADCAST,MULTICAST,UP> mtu 1500 qdisc pfifo_fast state UP alias slow\n"
-        "    link/ether 02:00:00:00:00:14 brd ff:ff:ff:ff:ff:ff\n"
-        "7: eth2.bak: <BROADCAST> mtu 1500\n"
-        "8: xenbr0: <BROADCAST,MULTICAST,UP,LOWER_UP> mtu 1500 qdisc noqueue state UP\n"
-        "    link/ether 02:00:00:00:00:15 brd ff:ff:ff:ff:ff:ff\n";
+    const std::string text = "2: eth0: <BROADCAST,MULTICAST,UP,LOWER_UP> mtu 1500 qdisc noqueue state UP\n"
+                             "    link/ether 02:00:00:00:00:10 brd ff:ff:ff:ff:ff:ff\n"
+                             "    inet6 fe80::1/64 scope link\n"
+                             "3: wlan0: <BROADCAST,MULTICAST> mtu 1500 qdisc noop state DOWN\n"
+                             "    link/ether 02:00:00:00:00:11 brd ff:ff:ff:ff:ff:ff\n"
+                             "4: bond0: <BROADCAST,MULTICAST,MASTER> mtu 1500 qdisc noop state DOWN\n"
+                             "    link/ether 02:00:00:00:00:12 brd ff:ff:ff:ff:ff:ff\n"
+                             "5: bond1: <BROADCAST,MULTICAST,MASTER,UP> mtu 1500 qdisc noqueue state UP\n"
+                             "    link/ether 02:00:00:00:00:13 brd ff:ff:ff:ff:ff:ff\n"
+                             "    inet6 fe80::2/64 scope link\n"
+                             "6: eth1: <BROADCAST,MULTICAST,UP> mtu 1500 qdisc pfifo_fast state UP alias slow\n"
+                             "    link/ether 02:00:00:00:00:14 brd ff:ff:ff:ff:ff:ff\n"
+                             "7: eth2.bak: <BROADCAST> mtu 1500\n"
+                             "8: xenbr0: <BROADCAST,MULTICAST,UP,LOWER_UP> mtu 1500 qdisc noqueue state UP\n"
+                             "    link/ether 02:00:00:00:00:15 brd ff:ff:ff:ff:ff:ff\n";
     Parsed parsed = parse(text);
     std::vector<std::string> names;
     for (const _NetworkDevice& dev : parsed.devices)
@@ -151,13 +150,12 @@ TEST(SnapshotParser, NameRulesKeepTheirSubstringTests)
 
 TEST(SnapshotParser, EmptyLineEndsTheSnapshot)
 {
-    const std::string text =
-        "2: eth0: <UP> mtu 1500\n"
-        "    link/ether 02:00:00:00:00:20 brd ff:ff:ff:ff:ff:ff\n"
-        "    inet6 fe80::1/64 scope link\n"
-        "\n"
-        "3: eth1: <UP> mtu 1500\n"
-        "    link/ether 02:00:00:00:00:21 brd ff:ff:ff:ff:ff:ff\n";
+    const std::string text = "2: eth0: <UP> mtu 1500\n"
+                             "    link/ether 02:00:00:00:00:20 brd ff:ff:ff:ff:ff:ff\n"
+                             "    inet6 fe80::1/64 scope link\n"
+                             "\n"
+                             "3: eth1: <UP> mtu 1500\n"
+                             "    link/ether 02:00:00:00:00:21 brd ff:ff:ff:ff:ff:ff\n";
     Parsed parsed = parse(text);
     ASSERT_EQ(1u, parsed.devices.size());
     EXPECT_EQ(1, parsed.result);
@@ -165,11 +163,10 @@ TEST(SnapshotParser, EmptyLineEndsTheSnapshot)
 
 TEST(SnapshotParser, NoKeptInterfaceLeavesOneZeroRecord)
 {
-    Parsed parsed = parse(
-        "1: lo: <LOOPBACK,UP,LOWER_UP> mtu 65536 qdisc noqueue state UNKNOWN\n"
-        "    link/loopback 00:00:00:00:00:00 brd 00:00:00:00:00:00\n"
-        "2: up0@if3: <BROADCAST,MULTICAST,UP,LOWER_UP> mtu 1500 qdisc noqueue state UP\n"
-        "    link/ether 02:00:00:00:00:30 brd ff:ff:ff:ff:ff:ff link-netns router\n");
+    Parsed parsed = parse("1: lo: <LOOPBACK,UP,LOWER_UP> mtu 65536 qdisc noqueue state UNKNOWN\n"
+                          "    link/loopback 00:00:00:00:00:00 brd 00:00:00:00:00:00\n"
+                          "2: up0@if3: <BROADCAST,MULTICAST,UP,LOWER_UP> mtu 1500 qdisc noqueue state UP\n"
+                          "    link/ether 02:00:00:00:00:30 brd ff:ff:ff:ff:ff:ff link-netns router\n");
     EXPECT_EQ(0, parsed.result);
     ASSERT_EQ(1u, parsed.devices.size());
     const unsigned char* record = reinterpret_cast<const unsigned char*>(&parsed.devices[0]);
@@ -179,19 +176,23 @@ TEST(SnapshotParser, NoKeptInterfaceLeavesOneZeroRecord)
 TEST(SnapshotParser, HostileLinesNeverOverrun)
 {
     std::string longName(4096, 'x');
-    const std::string text =
-        "2: eth" + longName + ": <UP> mtu 99999999999999999999\n"
-        "    link/ether 02:00\n"
-        "    inet " + std::string(300, '9') + "/" + std::string(300, '8') + " scope global secondary eth0:" +
-        std::string(300, '7') + "\n"
-        "    inet /\n"
-        "    inet \n"
-        "3: eth1 no colon and no flags\n"
-        "    link/ether\n"
-        "    inet 10.0.0.1/24 secondary\n"
-        "4: eth2: <UP mtu\n"
-        "    link/ether " + std::string(100, 'a') + "\n"
-        "5: eth3: <";
+    const std::string text = "2: eth" + longName
+                             + ": <UP> mtu 99999999999999999999\n"
+                               "    link/ether 02:00\n"
+                               "    inet "
+                             + std::string(300, '9') + "/" + std::string(300, '8')
+                             + " scope global secondary eth0:" + std::string(300, '7')
+                             + "\n"
+                               "    inet /\n"
+                               "    inet \n"
+                               "3: eth1 no colon and no flags\n"
+                               "    link/ether\n"
+                               "    inet 10.0.0.1/24 secondary\n"
+                               "4: eth2: <UP mtu\n"
+                               "    link/ether "
+                             + std::string(100, 'a')
+                             + "\n"
+                               "5: eth3: <";
     Parsed parsed = parse(text);
     ASSERT_EQ(4u, parsed.devices.size());
     EXPECT_EQ(127u, strlen(parsed.devices[0].ifName)) << "cut to the field";

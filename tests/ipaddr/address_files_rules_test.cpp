@@ -112,7 +112,7 @@ TEST(SuseAppend, NextIndexAndLabel)
     const struct {
         const char* file;
         const char* appended;
-        int label;  // -1: the primary keys
+        int label; // -1: the primary keys
     } cases[] = {
         {"", "BOOTPROTO='static'\nSTARTMODE='manual'\nIPADDR='10.1.1.5'\nNETMASK='255.255.255.0'\n", -1},
         {"BOOTPROTO='static'\nREMOTE_IPADDR='10.0.0.9'\n",
@@ -125,8 +125,8 @@ TEST(SuseAppend, NextIndexAndLabel)
         // DHCP without labels: one index more than otherwise.
         {"BOOTPROTO='dhcp'\n", "IPADDR0='10.1.1.5'\nNETMASK0='255.255.255.0'\nLABEL0='0'\n", 0},
         {"BOOTPROTO='dhcp' IPADDR3='x'\n", "IPADDR5='10.1.1.5'\nNETMASK5='255.255.255.0'\nLABEL5='0'\n", 0},
-        {"BOOTPROTO='dhcp'\nIPADDR3='x'\nLABEL3='6'\n",
-         "IPADDR4='10.1.1.5'\nNETMASK4='255.255.255.0'\nLABEL4='7'\n", 7},
+        {"BOOTPROTO='dhcp'\nIPADDR3='x'\nLABEL3='6'\n", "IPADDR4='10.1.1.5'\nNETMASK4='255.255.255.0'\nLABEL4='7'\n",
+         7},
         // The last key read decides; negative numbers change nothing.
         {"IPADDR5='a'\nIPADDR='b'\nLABEL0='3'\nLABEL1='-2'\n",
          "IPADDR0='10.1.1.5'\nNETMASK0='255.255.255.0'\nLABEL0='4'\n", 4},

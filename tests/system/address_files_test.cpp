@@ -34,8 +34,8 @@ int modify(const char* ifname, int aliasNumber, int position, int distro = distr
 {
     char name[80], address[] = "10.1.1.5", netmask[] = "255.255.255.0", broadcast[] = "10.1.1.255";
     snprintf(name, sizeof name, "%s", ifname);
-    return modify_networking_configfile(distro, name, address, netmask, broadcast, "52:54:00:00:00:01",
-                                        aliasNumber, position);
+    return modify_networking_configfile(distro, name, address, netmask, broadcast, "52:54:00:00:00:01", aliasNumber,
+                                        position);
 }
 
 int add(const std::string& path, int* label, const char* address)
@@ -52,11 +52,11 @@ int remove_entry(const std::string& path, const char* address)
 
 } // namespace
 
-#define REQUIRE_FAMILY_FILES()                                                                 \
-    do {                                                                                       \
-        REQUIRE_TESTBED();                                                                     \
-        if (testbed::family() == "unknown")                                                    \
-            GTEST_SKIP() << "no configuration files on an unknown family";                     \
+#define REQUIRE_FAMILY_FILES()                                                                                         \
+    do {                                                                                                               \
+        REQUIRE_TESTBED();                                                                                             \
+        if (testbed::family() == "unknown")                                                                            \
+            GTEST_SKIP() << "no configuration files on an unknown family";                                             \
     } while (0)
 
 TEST(AddressFiles, ModifyRewritesTheFamilysFile)
@@ -115,8 +115,8 @@ TEST(AddressFiles, AddAppendsNumberedEntries)
     EXPECT_EQ(0, label);
     EXPECT_EQ(status::kSuccess, add(file, &label, "10.0.0.3"));
     EXPECT_EQ(1, label);
-    EXPECT_EQ(primary + "IPADDR0='10.0.0.2'\nNETMASK0='255.255.255.0'\nLABEL0='0'\n" +
-                  "IPADDR1='10.0.0.3'\nNETMASK1='255.255.255.0'\nLABEL1='1'\n",
+    EXPECT_EQ(primary + "IPADDR0='10.0.0.2'\nNETMASK0='255.255.255.0'\nLABEL0='0'\n"
+                  + "IPADDR1='10.0.0.3'\nNETMASK1='255.255.255.0'\nLABEL1='1'\n",
               testbed::read(file));
 
     label = 9;

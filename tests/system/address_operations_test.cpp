@@ -100,8 +100,9 @@ TEST_F(AddressOperations, AddAndDeleteAnAlias)
         std::string file = testbed::read(dir_ + "ifcfg-eth0");
         EXPECT_NE(std::string::npos, file.find("IPADDR1='192.0.2.20'\nNETMASK1='255.255.255.0'\nLABEL1='2'\n")) << file;
     } else {
-        EXPECT_EQ("DEVICE=eth0:2\nBOOTPROTO=static\nIPADDR=192.0.2.20\nNETMASK=255.255.255.0\nTYPE=Ethernet\nONBOOT=no\n",
-                  testbed::read(dir_ + "ifcfg-eth0:2"));
+        EXPECT_EQ(
+            "DEVICE=eth0:2\nBOOTPROTO=static\nIPADDR=192.0.2.20\nNETMASK=255.255.255.0\nTYPE=Ethernet\nONBOOT=no\n",
+            testbed::read(dir_ + "ifcfg-eth0:2"));
     }
 
     _NetParams remove = request(4, "192.0.2.20", nullptr);

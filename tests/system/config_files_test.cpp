@@ -45,10 +45,8 @@ void fill_up()
 {
     int fd = open(in_small_dir("filler").c_str(), O_WRONLY | O_CREAT, 0600);
     std::string block(4096, 'f');
-    while (write(fd, block.data(), block.size()) > 0) {
-    }
-    while (write(fd, "f", 1) > 0) {
-    }
+    while (write(fd, block.data(), block.size()) > 0) {}
+    while (write(fd, "f", 1) > 0) {}
     close(fd);
 }
 

@@ -78,15 +78,13 @@ TEST(Details, VlanTables)
     REQUIRE_TESTBED();
     const std::string config = "/run/testbed/procnet/vlan/config";
     testbed::FileGuard guard{config, "/run/testbed/procnet/vlan/eth0.5"};
-    testbed::write(config,
-                   "VLAN Dev name\t | VLAN ID\nName-Type: VLAN_NAME_TYPE_RAW_PLUS_VID_NO_PAD\n"
-                   "eth0.50        | 50  | eth0\n"
-                   "eth10.5        | 5  | eth10\n"
-                   "eth0.5         | 5  | eth0\n");
-    testbed::write("/run/testbed/procnet/vlan/eth0.5",
-                   "eth0.5  VID: 5\t REORDER_HDR: 1  dev->priv_flags: 1\n"
-                   "         total frames received            0\n"
-                   "Device: eth0\n");
+    testbed::write(config, "VLAN Dev name\t | VLAN ID\nName-Type: VLAN_NAME_TYPE_RAW_PLUS_VID_NO_PAD\n"
+                           "eth0.50        | 50  | eth0\n"
+                           "eth10.5        | 5  | eth10\n"
+                           "eth0.5         | 5  | eth0\n");
+    testbed::write("/run/testbed/procnet/vlan/eth0.5", "eth0.5  VID: 5\t REORDER_HDR: 1  dev->priv_flags: 1\n"
+                                                       "         total frames received            0\n"
+                                                       "Device: eth0\n");
 
     char name[64] = {};
     testing::internal::CaptureStdout();
@@ -123,7 +121,8 @@ TEST(Details, BootProtocolLinesAndLinkQueries)
     if (testbed::family() != "redhat" && testbed::family() != "suse")
         GTEST_SKIP() << "boot protocol files of the two dialects";
     const bool suse = testbed::family() == "suse";
-    const std::string path = std::string(suse ? "/etc/sysconfig/network/" : "/etc/sysconfig/network-scripts/") + "ifcfg-eth2";
+    const std::string path =
+        std::string(suse ? "/etc/sysconfig/network/" : "/etc/sysconfig/network-scripts/") + "ifcfg-eth2";
     testbed::FileGuard guard{path};
     const std::pair<const char*, int> cases[] = {
         {"BOOTPROTO=dhcp\n", 1},

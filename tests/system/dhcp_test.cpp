@@ -48,9 +48,10 @@ std::string config_dir()
 int family_code()
 {
     const std::string family = testbed::family();
-    return family == "suse" ? kDistroSuse : family == "xenserver" ? kDistroXenServer
-                                          : family == "redhat"    ? kDistroRedHat
-                                                                  : kDistroUnknown;
+    return family == "suse"        ? kDistroSuse
+           : family == "xenserver" ? kDistroXenServer
+           : family == "redhat"    ? kDistroRedHat
+                                   : kDistroUnknown;
 }
 
 bool link_is_up(const std::string& name)
@@ -98,7 +99,8 @@ bool killed(pid_t pid)
     const std::string status = testbed::read(proc + "/status");
     for (const char* key : {"\nSigPnd:\t", "\nShdPnd:\t"}) {
         size_t at = status.find(key);
-        if (at != std::string::npos && (std::stoull(status.substr(at + strlen(key)), nullptr, 16) & (1u << (SIGKILL - 1))))
+        if (at != std::string::npos
+            && (std::stoull(status.substr(at + strlen(key)), nullptr, 16) & (1u << (SIGKILL - 1))))
             return true;
     }
     return false;
@@ -133,14 +135,16 @@ TEST_F(Dhcp, EnableRewritesTheFileCyclesTheLinkAndStartsTheClientOnSuse)
         GTEST_SKIP() << "no configuration directory";
     const std::string path = config_dir() + "ifcfg-eth2";
     testbed::FileGuard guard{path, kDhcpcdPidEth2};
-    testbed::write(path, suse() ? "STARTMODE='auto'\nBOOTPROTO='static'\nIPADDR='198.18.2.10/24'\n\nNAME='x'\n"
-                                : "DEVICE=eth2\nBOOTPROTO=static\nIPADDR=198.18.2.10\nNETMASK=255.255.255.0\nONBOOT=yes\n");
+    testbed::write(path,
+                   suse() ? "STARTMODE='auto'\nBOOTPROTO='static'\nIPADDR='198.18.2.10/24'\n\nNAME='x'\n"
+                          : "DEVICE=eth2\nBOOTPROTO=static\nIPADDR=198.18.2.10\nNETMASK=255.255.255.0\nONBOOT=yes\n");
     add_marker_route("eth2");
     const size_t logged = testbed::calls_log().size();
     _NetworkDevice dev = device("eth2", "52:54:00:00:00:03");
 
     ASSERT_EQ(0, enableDhcp("eth2", &dev, 1));
-    EXPECT_EQ(suse() ? "STARTMODE='auto'\nBOOTPROTO='dhcp'\n\nNAME='x'\n" : "DEVICE=eth2\nBOOTPROTO=dhcp\nONBOOT=yes\n\n",
+    EXPECT_EQ(suse() ? "STARTMODE='auto'\nBOOTPROTO='dhcp'\n\nNAME='x'\n"
+                     : "DEVICE=eth2\nBOOTPROTO=dhcp\nONBOOT=yes\n\n",
               testbed::read(path));
     EXPECT_TRUE(link_is_up("eth2"));
     EXPECT_FALSE(marker_route_present()) << "the link was down in between";
@@ -202,7 +206,7 @@ TEST_F(Dhcp, FailuresReturnAtOnceAndUndoNothing)
         EXPECT_EQ(status::kFailure, enableDhcp("eth2", &dev, 1)) << "get_linux_distro's status";
     } else {
         EXPECT_EQ(status::kNoInterface, enableDhcp("eth2", nullptr, 1));
-        errno = 0;  // a stale ECHILD would count as the command's success
+        errno = 0; // a stale ECHILD would count as the command's success
         EXPECT_EQ(1 << 8, enableDhcp("nosuch0", &dev, 1)) << "ip's raw wait status";
     }
     EXPECT_TRUE(marker_route_present()) << "the link was not touched";
@@ -309,9 +313,9 @@ TEST(DhcpKill, PidFileOfTheFamilyAndNothingButAnOrdinaryProcess)
     // wrapping to -1 every other process (the sentinel), 1 is init. Only the
     // first 80 bytes are read.
     const pid_t sentinel = start_sleeper();
-    for (const std::string& junk : {std::string(), std::string("junk\n"), std::string("0\n"), std::string("1\n"),
-                                    std::string("-1\n"), std::string("4294967295\n"), std::to_string(getpid()),
-                                    std::string(80, ' ') + std::to_string(sentinel)}) {
+    for (const std::string& junk :
+         {std::string(), std::string("junk\n"), std::string("0\n"), std::string("1\n"), std::string("-1\n"),
+          std::string("4294967295\n"), std::to_string(getpid()), std::string(80, ' ') + std::to_string(sentinel)}) {
         testbed::write(dhcpcdPid, junk);
         EXPECT_EQ(0, kill_dhc_process(kDistroUnknown, eth0)) << junk;
     }

@@ -18,13 +18,13 @@
 
 namespace {
 
-constexpr unsigned kAllCounters = 0x2CCF;  // slots 0-3, 6, 7, 10, 11 and 13
+constexpr unsigned kAllCounters = 0x2CCF; // slots 0-3, 6, 7, 10, 11 and 13
 
-#define REQUIRE_REDHAT_TESTBED()                                                      \
-    do {                                                                              \
-        REQUIRE_TESTBED();                                                            \
-        if (testbed::family() != "redhat")                                            \
-            GTEST_SKIP() << "the diagnostics do not depend on the family";            \
+#define REQUIRE_REDHAT_TESTBED()                                                                                       \
+    do {                                                                                                               \
+        REQUIRE_TESTBED();                                                                                             \
+        if (testbed::family() != "redhat")                                                                             \
+            GTEST_SKIP() << "the diagnostics do not depend on the family";                                             \
     } while (0)
 
 // A zeroed area, polled as the application polls it. An area whose worker

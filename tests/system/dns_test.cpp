@@ -136,7 +136,8 @@ TEST_F(NameServers, ListedAsFlatRecordsOfFamilyTwo)
 
     // Comments are not listed; the text after a second blank starts with a
     // blank; IPv6 and short texts give what the dotted conversion makes of them.
-    testbed::write(kResolvConfPath, "#nameserver 10.0.0.5\nnameserver  10.0.0.9\nnameserver fe80::1\nnameserver 10.1\n");
+    testbed::write(kResolvConfPath,
+                   "#nameserver 10.0.0.5\nnameserver  10.0.0.9\nnameserver fe80::1\nnameserver 10.1\n");
     EXPECT_EQ((Texts{"2 10.0.0.9", "2 0.0.0.0", "2 10.1.0.0"}), listed(status, length));
     EXPECT_EQ(3 * kEntrySize, length);
     EXPECT_EQ(0, set(2, nullptr, "10.0.0.9")) << "\" 10.0.0.9\" never equals 10.0.0.9";
@@ -170,7 +171,8 @@ TEST_F(NameServers, AddAppendsOnceAndRefusesASixthEntryWhileReplaceStillWorks)
     }());
     EXPECT_EQ(100, set(2, nullptr, "10.0.0.5", "eth9"));
     EXPECT_EQ(0, set(1, "10.0.0.1", "10.0.0.5")) << "other operations do nothing";
-    EXPECT_EQ(before + "nameserver 10.0.0.1\nnameserver 10.0.0.4\nnameserver 10.0.0.3\n", testbed::read(kResolvConfPath));
+    EXPECT_EQ(before + "nameserver 10.0.0.1\nnameserver 10.0.0.4\nnameserver 10.0.0.3\n",
+              testbed::read(kResolvConfPath));
     EXPECT_FALSE(testbed::exists(kResolvScratchPath));
     EXPECT_EQ("DNS Address to be added, already exists.\nDNS entries exceeded the max count.\n"
               "DNS Address to be added, already exists.\nOperations on IPv6 is NOT supported.\n"

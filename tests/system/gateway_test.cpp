@@ -64,8 +64,8 @@ std::string query(NetworkAdapter& adapter, const char* name)
     expected[54] = 0xAA;
     char dotted[INET_ADDRSTRLEN] = {};
     inet_ntop(AF_INET, entry + 6, dotted, sizeof dotted);
-    return std::to_string(status) + " " +
-           (length == 54 && memcmp(entry, expected, sizeof expected) == 0 ? dotted : "malformed");
+    return std::to_string(status) + " "
+           + (length == 54 && memcmp(entry, expected, sizeof expected) == 0 ? dotted : "malformed");
 }
 
 _NetParams gateway_params(const char* dotted, uint8_t operation = 1, uint8_t family = 2)
@@ -221,7 +221,9 @@ TEST(GatewaySet, ReplacesTheRouteAndRecordsTheGateway)
     params = gateway_params("198.18.2.1");
     EXPECT_EQ(0, adapter.SetAdapterGateway("eth0", &params));
     EXPECT_EQ(route_via("198.18.2.1", "eth2"), default_route());
-    EXPECT_EQ(kRedHat ? "GATEWAY=198.18.2.1\n" : kSuse ? "default 198.18.2.1 - eth2 \n" : "",
+    EXPECT_EQ(kRedHat ? "GATEWAY=198.18.2.1\n"
+              : kSuse ? "default 198.18.2.1 - eth2 \n"
+                      : "",
               testbed::read(kSuse ? kRoutes : kEth2File));
     EXPECT_EQ("0 198.18.2.1", query(adapter, "eth2"));
 }
@@ -265,7 +267,8 @@ TEST(GatewaySet, ChildStatusRuleAndRouteRemoval)
     RouteGuard route;
     // While SIGCHLD is ignored the command's child cannot be collected: ECHILD
     // reads as success, and so does an ECHILD left from before.
-    struct sigaction ignore {}, saved {};
+    struct sigaction ignore {
+    }, saved{};
     ignore.sa_handler = SIG_IGN;
     sigaction(SIGCHLD, &ignore, &saved);
     EXPECT_EQ(0, _SetGateway(nullptr, const_cast<char*>(kOffLink)));

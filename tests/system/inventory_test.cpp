@@ -19,7 +19,8 @@ struct Entry {
 
     std::string text(size_t offset, size_t width) const
     {
-        return std::string(reinterpret_cast<const char*>(&bytes[offset]), strnlen(reinterpret_cast<const char*>(&bytes[offset]), width));
+        return std::string(reinterpret_cast<const char*>(&bytes[offset]),
+                           strnlen(reinterpret_cast<const char*>(&bytes[offset]), width));
     }
     uint32_t u32(size_t offset) const
     {
@@ -49,7 +50,8 @@ std::vector<Entry> list_adapters(int* status = nullptr)
     EXPECT_EQ(0xEE, buffer[length]) << "nothing written past the entries";
     std::vector<Entry> entries;
     for (size_t offset = 0; offset + kDeviceEntry <= length; offset += kDeviceEntry)
-        entries.push_back({std::vector<unsigned char>(buffer.begin() + offset, buffer.begin() + offset + kDeviceEntry)});
+        entries.push_back(
+            {std::vector<unsigned char>(buffer.begin() + offset, buffer.begin() + offset + kDeviceEntry)});
     return entries;
 }
 
@@ -88,8 +90,9 @@ TEST(Inventory, PlainAdaptersWithTheirHardwareDetails)
     EXPECT_EQ(sysfs("eth0", "address"), eth0->mac());
     unsigned first = std::stoul(eth0->mac().substr(0, 2), nullptr, 16);
     unsigned second = std::stoul(eth0->mac().substr(3, 2), nullptr, 16);
-    EXPECT_EQ((std::vector<unsigned char>{static_cast<unsigned char>(first), 0, 0, 0, static_cast<unsigned char>(second), 0}),
-              std::vector<unsigned char>(eth0->bytes.begin() + 384, eth0->bytes.begin() + 390));
+    EXPECT_EQ(
+        (std::vector<unsigned char>{static_cast<unsigned char>(first), 0, 0, 0, static_cast<unsigned char>(second), 0}),
+        std::vector<unsigned char>(eth0->bytes.begin() + 384, eth0->bytes.begin() + 390));
     EXPECT_EQ(1, eth0->enabled());
     EXPECT_EQ(1, eth0->link());
     EXPECT_EQ(1500u, eth0->mtu());
@@ -100,7 +103,8 @@ TEST(Inventory, PlainAdaptersWithTheirHardwareDetails)
         EXPECT_EQ("", eth0->description()) << "no PCI ID database path for this family";
     else
         EXPECT_EQ(card_description(listedModel), eth0->description());
-    EXPECT_EQ(std::vector<unsigned char>(24, 0), std::vector<unsigned char>(eth0->bytes.begin() + 697, eth0->bytes.end()))
+    EXPECT_EQ(std::vector<unsigned char>(24, 0),
+              std::vector<unsigned char>(eth0->bytes.begin() + 697, eth0->bytes.end()))
         << "no address lists in the listing";
 
     // eth1 is configured for DHCP in both dialects.

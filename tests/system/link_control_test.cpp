@@ -71,7 +71,8 @@ TEST(LinkControl, MissingFilesAreCreatedInTheFamilyForm)
     testbed::remove(bond);
     unsigned char hw[] = "52:54:00:00:00:99";
     EXPECT_EQ(0, EnableDeviceConfFile(const_cast<char*>("eth9"), hw));
-    EXPECT_EQ(suse ? "STARTMODE='onboot'\n" : "DEVICE=eth9\nHWADDR=52:54:00:00:00:99\nONBOOT=yes\n", testbed::read(path));
+    EXPECT_EQ(suse ? "STARTMODE='onboot'\n" : "DEVICE=eth9\nHWADDR=52:54:00:00:00:99\nONBOOT=yes\n",
+              testbed::read(path));
     EXPECT_EQ(0, EnableDeviceConfFile(const_cast<char*>("bond0"), hw));
     EXPECT_EQ(suse ? "STARTMODE='onboot'\n" : "DEVICE=bond0\n", testbed::read(bond));
 

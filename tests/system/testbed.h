@@ -40,10 +40,10 @@ private:
 
 } // namespace testbed
 
-#define REQUIRE_TESTBED()                                                                  \
-    do {                                                                                   \
-        if (testbed::family().empty())                                                     \
-            GTEST_SKIP() << "runs only inside the simulated host (scripts/testbed)";       \
+#define REQUIRE_TESTBED()                                                                                              \
+    do {                                                                                                               \
+        if (testbed::family().empty())                                                                                 \
+            GTEST_SKIP() << "runs only inside the simulated host (scripts/testbed)";                                   \
     } while (0)
 
 #endif

@@ -20,8 +20,14 @@ const std::string kNoInterface = "Interface Index NOT found / NOT a valid interf
 constexpr const char* kVlanTable = "/run/testbed/procnet/vlan/config";
 constexpr const char* kNetworkManagerKnob = "/run/testbed/networkmanager";
 
-bool redhat_form() { return testbed::family() == "redhat" || testbed::family() == "xenserver"; }
-bool has_files() { return redhat_form() || testbed::family() == "suse"; }
+bool redhat_form()
+{
+    return testbed::family() == "redhat" || testbed::family() == "xenserver";
+}
+bool has_files()
+{
+    return redhat_form() || testbed::family() == "suse";
+}
 std::string dir()
 {
     return testbed::family() == "suse" ? "/etc/sysconfig/network/" : "/etc/sysconfig/network-scripts/";
@@ -30,8 +36,14 @@ std::string vlan_file(const std::string& parent, int vid)
 {
     return dir() + (redhat_form() ? "ifcfg-" + parent + "." : "ifcfg-vlan") + std::to_string(vid);
 }
-std::string link_line(const std::string& name) { return testbed::sh("ip -o link show dev " + name + " 2>/dev/null"); }
-std::string message_of(NetworkAdapter& adapter) { return reinterpret_cast<const char*>(&adapter); }
+std::string link_line(const std::string& name)
+{
+    return testbed::sh("ip -o link show dev " + name + " 2>/dev/null");
+}
+std::string message_of(NetworkAdapter& adapter)
+{
+    return reinterpret_cast<const char*>(&adapter);
+}
 
 size_t count(const std::string& text, const std::string& needle)
 {
@@ -111,16 +123,18 @@ TEST(Vlan, SetAndRemoveOnTheLiveHostAndInTheFilesUnlessNetworkManagerRuns)
         GTEST_SKIP() << "the two file dialects";
     const std::string file = vlan_file("eth0", 5), alias = dir() + "ifcfg-eth0.5:1", bond = vlan_file("bond0", 3);
     LinkCleanup cleanup{{"eth0.5", "eth1.6", "eth2.8"}};
-    testbed::FileGuard guard{file, alias, alias + ".bak", bond,
-                             kNetworkManagerKnob, vlan_file("eth1", 6), vlan_file("eth2", 8)};
+    testbed::FileGuard guard{
+        file, alias, alias + ".bak", bond, kNetworkManagerKnob, vlan_file("eth1", 6), vlan_file("eth2", 8)};
     const std::string calls = testbed::calls_log();
     NetworkAdapter adapter;
 
     ASSERT_EQ(0, adapter.SetVlanId("eth0", 5, 0));
-    EXPECT_NE(std::string::npos, link_line("eth0.5").find("eth0.5@eth0: <BROADCAST,MULTICAST,UP")) << link_line("eth0.5");
+    EXPECT_NE(std::string::npos, link_line("eth0.5").find("eth0.5@eth0: <BROADCAST,MULTICAST,UP"))
+        << link_line("eth0.5");
     const std::string written =
-        redhat_form() ? "DEVICE=eth0.5\nBOOTPROTO=static\nHWADDR=52:54:00:00:00:01\nONBOOT=yes\nVLAN=yes\nIPADDR=\nNETMASK=\n"
-                      : "ETHERDEVICE='eth0'\nBOOTPROTO='static'\nSTARTMODE='auto'\nVLAN=YES\nIPADDR=''\nNETMASK=''\n";
+        redhat_form()
+            ? "DEVICE=eth0.5\nBOOTPROTO=static\nHWADDR=52:54:00:00:00:01\nONBOOT=yes\nVLAN=yes\nIPADDR=\nNETMASK=\n"
+            : "ETHERDEVICE='eth0'\nBOOTPROTO='static'\nSTARTMODE='auto'\nVLAN=YES\nIPADDR=''\nNETMASK=''\n";
     EXPECT_EQ(written, testbed::read(file));
     EXPECT_EQ(118, adapter.SetVlanId("eth1", 5, 0)) << "the ID is taken on the host";
     _NetworkDevice* list = nullptr;
@@ -135,8 +149,8 @@ TEST(Vlan, SetAndRemoveOnTheLiveHostAndInTheFilesUnlessNetworkManagerRuns)
     testing::internal::CaptureStdout();
     EXPECT_EQ(0, adapter.RemoveVlan("eth0", 5));
     EXPECT_EQ(std::string("RemoveVlanWrapper:: Start eth0:5\n\nget_vlan_interface_name:: ifName: eth0, VLAN Id: 5\n"
-                          "\nget_vlan_interface_name:: vlan ifName: eth0.5\nRemoveVlanWrapper:: Execute ") +
-                  (redhat_form() ? "/sbin/" : "") + "vconfig rem eth0.5\n",
+                          "\nget_vlan_interface_name:: vlan ifName: eth0.5\nRemoveVlanWrapper:: Execute ")
+                  + (redhat_form() ? "/sbin/" : "") + "vconfig rem eth0.5\n",
               testing::internal::GetCapturedStdout());
     EXPECT_EQ("", link_line("eth0.5"));
     EXPECT_EQ(std::string::npos, testbed::read(kVlanTable).find("eth0.5"));
@@ -151,8 +165,9 @@ TEST(Vlan, SetAndRemoveOnTheLiveHostAndInTheFilesUnlessNetworkManagerRuns)
     _NetworkDevice record{};
     strcpy(record.macAddrStr, "52:54:00:00:00:77");
     EXPECT_EQ(0, AddVlanIdConffile("bond0", 3, &record));
-    EXPECT_EQ(redhat_form() ? "DEVICE=bond0.3\nBOOTPROTO=static\nONBOOT=yes\nVLAN=yes\nIPADDR=\nNETMASK=\n"
-                            : "ETHERDEVICE='bond0'\nBOOTPROTO='static'\nSTARTMODE='auto'\nVLAN=YES\nIPADDR=''\nNETMASK=''\n",
+    EXPECT_EQ(redhat_form()
+                  ? "DEVICE=bond0.3\nBOOTPROTO=static\nONBOOT=yes\nVLAN=yes\nIPADDR=\nNETMASK=\n"
+                  : "ETHERDEVICE='bond0'\nBOOTPROTO='static'\nSTARTMODE='auto'\nVLAN=YES\nIPADDR=''\nNETMASK=''\n",
               testbed::read(bond));
     EXPECT_EQ(98, AddVlanIdConffile("../bond0", 3, &record));
     EXPECT_EQ(0, adapter.RemVlanIdConffile("bond0", 3, nullptr));
@@ -182,8 +197,9 @@ TEST(Vlan, RemoveIdBoundsAndUnknownFamily)
     // held by the first adapter without an ID, which is then "removed".
     testing::internal::CaptureStdout();
     EXPECT_EQ(has_files() ? 0 : 1, adapter.RemoveVlan("eth0", 0));
-    EXPECT_EQ(has_files() ? 1u : 0u, count(testing::internal::GetCapturedStdout(),
-                                           std::string("Execute ") + (redhat_form() ? "/sbin/" : "") + "vconfig rem \n"));
+    EXPECT_EQ(has_files() ? 1u : 0u,
+              count(testing::internal::GetCapturedStdout(),
+                    std::string("Execute ") + (redhat_form() ? "/sbin/" : "") + "vconfig rem \n"));
     if (has_files())
         return;
     // An unknown family stops before the command, with the list released.

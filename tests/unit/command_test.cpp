@@ -35,7 +35,6 @@ TEST(Command, FormatKeepsEachValueOneArgument)
     EXPECT_TRUE(ifup.background() && ifup.discardsOutput() && ifup.discardsErrors());
     EXPECT_EQ(ifup.text(), "ifup eth1 &>/dev/null &");
 
-
     Command mixed = Command::format("vconfig add %s %d mtu=%u %s 100%%", "eth0", 5, 9000u, 42);
     EXPECT_EQ(mixed.arguments(), (Words{"vconfig", "add", "eth0", "5", "mtu=9000", "42", "100%"}));
     EXPECT_EQ(mixed.text(), "vconfig add eth0 5 mtu=9000 42 100%");
@@ -114,8 +113,8 @@ TEST_F(CommandFiles, BackgroundCommandIsDetached)
     // once run() has returned, then leaves a marker.
     std::string go = path("go");
     std::string marker = path("marker");
-    std::string script = "i=0; while [ ! -e '" + go + "' ] && [ $i -lt 200 ]; do sleep 0.025; i=$((i+1)); done; " +
-                         "[ -e '" + go + "' ] && touch '" + marker + "'";
+    std::string script = "i=0; while [ ! -e '" + go + "' ] && [ $i -lt 200 ]; do sleep 0.025; i=$((i+1)); done; "
+                         + "[ -e '" + go + "' ] && touch '" + marker + "'";
     ASSERT_EQ(host::run(Command::format("sh -c %s &", script)), 0);
     put(go, "");
     EXPECT_TRUE(appears(marker));

@@ -50,7 +50,14 @@ TEST(Conversions, DottedTextToData)
     char text[] = "192.168.1.10";
     ConvertStringToData(data.data(), text);
     EXPECT_EQ(Bytes(data.begin(), data.begin() + 5), (Bytes{0xC0, 0xA8, 0x01, 0x0A, 0x77}));
-    EXPECT_EQ(memcmp(text, "192\0" "168\0" "1\0" "10", sizeof text), 0) << "text not split in place";
+    EXPECT_EQ(memcmp(text,
+                     "192\0"
+                     "168\0"
+                     "1\0"
+                     "10",
+                     sizeof text),
+              0)
+        << "text not split in place";
 
     data.assign(24, 0x77);
     char prefix[] = "24";

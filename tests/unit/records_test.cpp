@@ -51,7 +51,8 @@ TEST(Lists, AddressListFlattensToEntriesOf54Bytes)
     EXPECT_EQ(ConstructBuffer_lib(reinterpret_cast<char*>(buf.data()), sizeof(_IpAddress) - SIZEOFPOINTER, head), 108);
     const unsigned char* first = buf.data();
     const unsigned char* second = buf.data() + 54;
-    EXPECT_EQ((std::vector<unsigned>{first[0], first[1], le32(first + 2), first[6], first[21], first[22], first[38], first[53]}),
+    EXPECT_EQ((std::vector<unsigned>{first[0], first[1], le32(first + 2), first[6], first[21], first[22], first[38],
+                                     first[53]}),
               (std::vector<unsigned>{2, 0, 0xFFFFFFFF, 0x10, 0x1F, 0x30, 0x50, 0x5F}));
     EXPECT_EQ((std::vector<unsigned>{second[0], second[1], le32(second + 2), second[6], second[22], second[53]}),
               (std::vector<unsigned>{10, 0, 0x01020304, 0x80, 0xA0, 0xCF}));
@@ -90,8 +91,9 @@ TEST(Lists, DeviceListFlattensToEntriesOf721Bytes)
     devices[0]->next = devices[1];
 
     std::vector<unsigned char> buf(1600, 0xEE);
-    EXPECT_EQ(ConstructBuffer_lib(reinterpret_cast<char*>(buf.data()), sizeof(_NetworkDevice) - SIZEOFPOINTER, devices[0]),
-              1442);
+    EXPECT_EQ(
+        ConstructBuffer_lib(reinterpret_cast<char*>(buf.data()), sizeof(_NetworkDevice) - SIZEOFPOINTER, devices[0]),
+        1442);
     for (int n = 0; n < 2; ++n) {
         SCOPED_TRACE(n);
         const unsigned char* entry = buf.data() + 721 * n;
@@ -99,8 +101,8 @@ TEST(Lists, DeviceListFlattensToEntriesOf721Bytes)
         std::string digit = std::to_string(n);
         EXPECT_EQ(text + 0, "eth" + digit);
         EXPECT_EQ(text + 390, "a" + digit + ":00:00:00:00:a5");
-        EXPECT_EQ((std::vector<unsigned>{entry[384], entry[389], le32(entry + 554), le32(entry + 686), le32(entry + 690),
-                                         entry[694], entry[695], entry[696]}),
+        EXPECT_EQ((std::vector<unsigned>{entry[384], entry[389], le32(entry + 554), le32(entry + 686),
+                                         le32(entry + 690), entry[694], entry[695], entry[696]}),
                   (std::vector<unsigned>{0xA0u + n, 0xA5, 0x8086u + n, 1500u + n, 0x0A0B0C0D, 1, 2, 3u + n}));
         _IpAddress* pointers[3] = {devices[n]->ipList, devices[n]->auxList1, devices[n]->auxList2};
         EXPECT_EQ(memcmp(entry + 697, pointers, 24), 0) << "list pointers not copied as they are";

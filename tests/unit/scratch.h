@@ -26,7 +26,11 @@ protected:
         ASSERT_NE(mkdtemp(&pattern[0]), nullptr);
         dir_ = pattern;
     }
-    void TearDown() override { std::error_code ignored; std::filesystem::remove_all(dir_, ignored); }
+    void TearDown() override
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(dir_, ignored);
+    }
 
     std::string path(const std::string& name) const { return dir_ + "/" + name; }
     std::set<std::string> entries() const
