@@ -45,7 +45,7 @@ AddressArgument parse_address(const std::string& text)
 
 std::vector<_IpAddress> adapter_addresses(NetworkAdapter& adapter, const std::string& name, int& status)
 {
-    std::vector<unsigned char> buffer(256 * kAddressEntry);
+    std::vector<unsigned char> buffer(size_t{256} * kAddressEntry);
     unsigned int length = 0;
     status = adapter.GetAdapterIpAddress(name.c_str(), 2, 0, buffer.data(), &length);
     std::vector<_IpAddress> addresses;

@@ -137,7 +137,7 @@ int run_traceroute(NetworkAdapter& adapter, const Output& output, const std::str
         return output.failure(refused);
     SharedMem& area = new_area();
     char field[kTargetSize] = {};
-    memcpy(field, target.data(), target.size());
+    snprintf(field, sizeof field, "%s", target.c_str());
     bool finished = false;
     int status = 0;
     {
@@ -252,7 +252,8 @@ int list_connections(NetworkAdapter& adapter, const Output& output)
 uint64_t counter(const _InterfaceStats& stats, unsigned slot)
 {
     uint64_t value = 0;
-    memcpy(&value, reinterpret_cast<const unsigned char*>(&stats) + offsetof(_InterfaceStats, rxDropped) + 8 * slot,
+    memcpy(&value,
+           reinterpret_cast<const unsigned char*>(&stats) + offsetof(_InterfaceStats, rxDropped) + size_t{8} * slot,
            sizeof value);
     return value;
 }

@@ -1,7 +1,12 @@
 // linnet: the administrator's front end to libmxlinnet.
 #include "commands.h"
 
-int main(int argc, char** argv)
+#include <exception>
+#include <iostream>
+
+namespace {
+
+int run(int argc, char** argv)
 {
     NetworkAdapter adapter;
     cli::Output output(adapter);
@@ -28,4 +33,18 @@ int main(int argc, char** argv)
         return app.exit(error) == 0 ? 0 : 2;
     }
     return exitStatus;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& error) {
+        std::cerr << "linnet: " << error.what() << '\n';
+    } catch (...) {
+        std::cerr << "linnet: unexpected failure\n";
+    }
+    return 1;
 }

@@ -58,7 +58,7 @@ void ConvertInet6StringToData(unsigned char* data, char* text)
     for (char* piece = strtok_r(text, ":", &save); piece != nullptr && group < kInet6Groups;
          piece = strtok_r(nullptr, ":", &save), ++group) {
         unsigned long value = strtoul(piece, nullptr, 16);
-        unsigned char* slot = data + 2 * group;
+        unsigned char* slot = data + static_cast<ptrdiff_t>(2) * group;
         // Each group is stored as a 32-bit big-endian value whose low half is
         // zero: the high byte, the low byte, then two zero bytes that the next
         // group overwrites.
