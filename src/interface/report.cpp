@@ -14,6 +14,9 @@ int linnet_report_failure(NetworkAdapter& adapter, int code)
     adapter.errMsg[length] = '\0';
     // The message is the format itself, as every caller of the family does; the
     // table's texts hold no conversion.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-security"
     MxLogger::MarlixLogMsg(MX_MODULE_LINNET, MX_LOG_ERROR, adapter.errMsg);
+#pragma GCC diagnostic pop
     return code;
 }

@@ -6,7 +6,7 @@ set -uo pipefail
 cd "$1"
 command -v clang-format >/dev/null || { echo "clang-format is not installed; skipped"; exit 77; }
 files=$(git ls-files '*.cpp' '*.h' 2>/dev/null | grep -v '^src/inventory/card_table\.cpp$')
-[ -n "$files" ] || files=$(find src include cli tests bench scripts -name '*.cpp' -o -name '*.h' | grep -v 'src/inventory/card_table\.cpp$')
+[ -n "$files" ] || files=$(find src include cli tests bench scripts fuzz -name '*.cpp' -o -name '*.h' | grep -v 'src/inventory/card_table\.cpp$')
 bad=0
 for file in $files; do
   clang-format --dry-run -Werror "$file" >/dev/null 2>&1 || { echo "not formatted: $file"; bad=$((bad + 1)); }
