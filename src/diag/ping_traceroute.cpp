@@ -172,16 +172,28 @@ int NetworkAdapter::TraceRoute(const void* address, unsigned char addrType, Shar
     return start_worker(Thread_TraceRoute, params);
 }
 
+namespace {
+
+// The caller's area a worker publishes into; a block without one is freed
+// and the worker ends.
+SharedMem* claim_area(ThreadParams* params)
+{
+    if (params == nullptr)
+        return nullptr;
+    SharedMem* area = params->shm;
+    if (area == nullptr)
+        free(params);
+    return area;
+}
+
+} // namespace
+
 void* Thread_Ping(void* argument)
 {
     auto* params = static_cast<ThreadParams*>(argument);
-    if (params == nullptr)
+    SharedMem* area = claim_area(params);
+    if (area == nullptr)
         return exit_value(status::kFailure);
-    SharedMem* area = params->shm;
-    if (area == nullptr) {
-        free(params);
-        return exit_value(status::kFailure);
-    }
     begin_work(area);
     const unsigned char count = diag::echo_count(params->count);
     const unsigned long deadline = diag::deadline_seconds(params->timeoutMs);
@@ -221,13 +233,9 @@ void* Thread_Ping(void* argument)
 void* Thread_TraceRoute(void* argument)
 {
     auto* params = static_cast<ThreadParams*>(argument);
-    if (params == nullptr)
+    SharedMem* area = claim_area(params);
+    if (area == nullptr)
         return exit_value(status::kFailure);
-    SharedMem* area = params->shm;
-    if (area == nullptr) {
-        free(params);
-        return exit_value(status::kFailure);
-    }
     begin_work(area);
     int result = status::kSuccess;
     const uint8_t type = params->addrType;

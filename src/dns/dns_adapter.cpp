@@ -68,19 +68,29 @@ int NetworkAdapter::SetAdapterDns(char const* name, _NetParams* params)
     return SetAdapterDnsWrapper(name, params);
 }
 
+namespace {
+
+// The name-server list is the host's: the adapter named in a call only has
+// to be listed (100, logged, when not). An edit's failure is logged; a
+// failing adapter listing is passed on as it is.
+template <class Edit>
+int for_listed_adapter(NetworkAdapter& adapter, char const* name, Edit&& edit)
+{
+    inventory::AdapterList adapters(0);
+    if (adapters.status() != status::kSuccess)
+        return adapters.status();
+    if (adapters.find(name) == nullptr)
+        return linnet_report_failure(adapter, status::kNoInterface);
+    int result = guarded(edit);
+    return result != status::kSuccess ? linnet_report_failure(adapter, result) : result;
+}
+
+} // namespace
+
 int NetworkAdapter::GetAdapterDnsServerWrapper(char const* name, unsigned int, unsigned int, void* buf,
                                                unsigned int* len)
 {
-    return guarded([&]() -> int {
-        inventory::AdapterList adapters(0);
-        int result = adapters.status();
-        if (result != status::kSuccess)
-            return result;
-        if (adapters.find(name) == nullptr)
-            return linnet_report_failure(*this, status::kNoInterface);
-        result = guarded([&] { return hand_out_entries(buf, len); });
-        return result != status::kSuccess ? linnet_report_failure(*this, result) : result;
-    });
+    return guarded([&] { return for_listed_adapter(*this, name, [&] { return hand_out_entries(buf, len); }); });
 }
 
 int NetworkAdapter::SetAdapterDnsWrapper(char const* name, _NetParams* params)
@@ -90,13 +100,6 @@ int NetworkAdapter::SetAdapterDnsWrapper(char const* name, _NetParams* params)
             return linnet_report_failure(*this, status::kFailure);
         if (params->newFamily == kFamilyInet6)
             return linnet_report_failure(*this, status::kIpv6Unsupported);
-        inventory::AdapterList adapters(0);
-        int result = adapters.status();
-        if (result != status::kSuccess)
-            return result;
-        if (adapters.find(name) == nullptr)
-            return linnet_report_failure(*this, status::kNoInterface);
-        result = guarded([&] { return change_entries(*params); });
-        return result != status::kSuccess ? linnet_report_failure(*this, result) : result;
+        return for_listed_adapter(*this, name, [&] { return change_entries(*params); });
     });
 }
