@@ -6,6 +6,7 @@
 #include "dhcp_rules.h"
 #include "host/command.h"
 #include "host/distro.h"
+#include "host/operation_lock.h"
 #include "interface/globals.h"
 #include "interface/guard.h"
 #include "interface/status.h"
@@ -101,6 +102,7 @@ int enableDhcp(char const* ifname, _NetworkDevice* dev, unsigned char writeConfi
 int execute_dhcp_client(char* command)
 {
     try {
+        host::SerialSection section;
         set_system_buf(command);
         // The text is split into words at blanks; a final "&" and the
         // "&>/dev/null" kind of word keep their meaning, nothing else of a

@@ -155,6 +155,7 @@ ThreadParams* params_for(const void* address, unsigned char addrType, SharedMem*
 int NetworkAdapter::Ping(const void* address, unsigned char addrType, unsigned char count, unsigned long timeoutMs,
                          SharedMem* shm)
 {
+    host::SerialSection section;
     ThreadParams* params = params_for(address, addrType, shm, kAddressTextSize - 1);
     if (params == nullptr)
         return kStartFailed;
@@ -165,6 +166,7 @@ int NetworkAdapter::Ping(const void* address, unsigned char addrType, unsigned c
 
 int NetworkAdapter::TraceRoute(const void* address, unsigned char addrType, SharedMem* shm)
 {
+    host::SerialSection section;
     // The target field's worth of text, read no further than its end.
     ThreadParams* params = params_for(address, addrType, shm, kTargetSize - 1);
     if (params == nullptr)
@@ -208,15 +210,16 @@ void* Thread_Ping(void* argument)
         char target[kTargetSize];
         memcpy(target, params->target, sizeof target);
         target[kTargetSize - 1] = '\0';
-        try {
+        guarded_as(host::LockName::PingOutput, [&] {
             char command[kCommandBufSize] = {};
             execute_ping_cmd(command, kPingOutputPath, target, count, deadline);
             parse_fill_ping_response(kPingOutputPath, &response);
-        } catch (...) {
-        }
-        // Gone before the result shows, so that the caller's next ping, started
-        // as soon as it sees the result, never loses its output file to us.
-        host::remove_fixed_file(kPingOutputPath);
+            // Gone before the result shows, so that the caller's next ping,
+            // started as soon as it sees the result, never loses its output
+            // file to us.
+            host::remove_fixed_file(kPingOutputPath);
+            return 0;
+        });
     }
     free(params);
 
@@ -245,13 +248,13 @@ void* Thread_TraceRoute(void* argument)
         char target[kTargetSize];
         memcpy(target, params->target, sizeof target);
         target[kTargetSize - 1] = '\0';
-        try {
+        guarded_as(host::LockName::TracerouteOutput, [&] {
             char command[kCommandBufSize] = {};
             execute_traceroute_cmd(command, kTracerouteOutputPath, target);
             parse_fill_traceroute_response(kTracerouteOutputPath, params);
-        } catch (...) {
-        }
-        host::remove_fixed_file(kTracerouteOutputPath);
+            host::remove_fixed_file(kTracerouteOutputPath);
+            return 0;
+        });
     }
     free(params);
 
@@ -266,7 +269,7 @@ void* Thread_TraceRoute(void* argument)
 
 int execute_ping_cmd(char* cmdbuf, const char* path, char* target, unsigned char count, unsigned long timeoutSec)
 {
-    return guarded([&] {
+    return guarded_as(host::LockName::PingOutput, [&] {
         // The deadline goes out as an int, as the command text shows it.
         host::Command command =
             host::Command::format("ping %s -c %d -w %d", target, static_cast<int>(count), static_cast<int>(timeoutSec));
@@ -276,12 +279,14 @@ int execute_ping_cmd(char* cmdbuf, const char* path, char* target, unsigned char
 
 int execute_traceroute_cmd(char* cmdbuf, const char* path, const char* target)
 {
-    return guarded([&] { return run_into_file(host::Command::format("traceroute -4 -n %s", target), cmdbuf, path); });
+    return guarded_as(host::LockName::TracerouteOutput, [&] {
+        return run_into_file(host::Command::format("traceroute -4 -n %s", target), cmdbuf, path);
+    });
 }
 
 int parse_fill_ping_response(const char* path, _PingResponse* out)
 {
-    return guarded([&] {
+    return guarded_as(host::LockName::PingOutput, [&] {
         std::string output;
         if (!read_output(path, output))
             return kNotRun;
@@ -292,7 +297,7 @@ int parse_fill_ping_response(const char* path, _PingResponse* out)
 
 int parse_fill_traceroute_response(const char* path, ThreadParams* params)
 {
-    return guarded([&] {
+    return guarded_as(host::LockName::TracerouteOutput, [&] {
         std::string output;
         if (!read_output(path, output))
             return kNotRun;

@@ -1,5 +1,7 @@
 #include "command.h"
 
+#include "operation_lock.h"
+
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -204,6 +206,7 @@ int run_detached(const Command& command)
         return -1;
     }
     if (child == 0) {
+        close_locks_in_child();
         if (fork() == 0) {
             if (nullFd >= 0) {
                 if (command.discardsOutput())
@@ -271,6 +274,7 @@ public:
 
     [[noreturn]] void run_in_child(unsigned delaySeconds) const noexcept
     {
+        close_locks_in_child();
         struct timespec delay = {static_cast<time_t>(delaySeconds), 0};
         while (nanosleep(&delay, &delay) == -1 && errno == EINTR) {}
         pid_t pid = 0;

@@ -1,23 +1,34 @@
-// No exception crosses the library's interface: what the standard library
-// throws inside an operation becomes a status.
+// Every public operation runs through here: it waits its turn (no other
+// operation of this process or of another process using the library runs at
+// the same time) and no exception crosses the library's interface: what the
+// standard library throws inside an operation becomes a status.
 #ifndef LINNET_INTERFACE_GUARD_H
 #define LINNET_INTERFACE_GUARD_H
 
+#include "host/operation_lock.h"
 #include "status.h"
 
 #include <exception>
 #include <new>
+#include <utility>
 
 template <class Operation>
-int guarded(Operation&& operation) noexcept
+int guarded_as(host::LockName lock, Operation&& operation) noexcept
 {
     try {
+        host::SerialSection section(lock);
         return operation();
     } catch (const std::bad_alloc&) {
         return status::kNoMemory;
     } catch (...) {
         return status::kFailure;
     }
+}
+
+template <class Operation>
+int guarded(Operation&& operation) noexcept
+{
+    return guarded_as(host::LockName::Operations, std::forward<Operation>(operation));
 }
 
 #endif
