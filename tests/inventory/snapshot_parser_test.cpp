@@ -73,29 +73,30 @@ TEST(SnapshotParser, CurrentOutputListsEveryAdapterAndAlias)
     const _NetworkDevice& eth0 = parsed.devices[0];
     EXPECT_STREQ("eth0", eth0.ifName);
     EXPECT_STREQ("eth0", eth0.ifNameCopy);
-    EXPECT_EQ(9000u, eth0.mtu);
+    // The record is packed: a leading + hands gtest an aligned copy of the field.
+    EXPECT_EQ(9000u, +eth0.mtu);
     EXPECT_EQ(1, eth0.isEnabled);
     EXPECT_STREQ("02:1a:2b:3c:4d:5e", eth0.macAddrStr);
     // Each octet was read as a 32-bit integer: octet, three zeros, octet, zero.
     EXPECT_EQ((std::vector<unsigned char>{0x02, 0, 0, 0, 0x1a, 0}), bytes(eth0.macAddr, 6));
-    EXPECT_EQ(0u, eth0.vlanId);
+    EXPECT_EQ(0u, +eth0.vlanId);
 
     ASSERT_EQ(3u, parsed.addresses[0].size()) << "lifetime and altname lines end nothing";
     const _IpAddress& primary = parsed.addresses[0][0];
-    EXPECT_EQ(2, primary.family);
-    EXPECT_EQ(-1, primary.aliasIndex);
+    EXPECT_EQ(2, +primary.family);
+    EXPECT_EQ(-1, +primary.aliasIndex);
     EXPECT_EQ((std::vector<unsigned char>{192, 0, 2, 10, 0, 0}), bytes(primary.address, 6));
     EXPECT_EQ((std::vector<unsigned char>{255, 255, 255, 0, 0}), bytes(primary.netmask, 5));
-    EXPECT_EQ(1, parsed.addresses[0][1].aliasIndex);
+    EXPECT_EQ(1, +parsed.addresses[0][1].aliasIndex);
     EXPECT_EQ((std::vector<unsigned char>{255, 255, 240, 0}), bytes(parsed.addresses[0][1].netmask, 4));
-    EXPECT_EQ(7, parsed.addresses[0][2].aliasIndex);
+    EXPECT_EQ(7, +parsed.addresses[0][2].aliasIndex);
 
     const _NetworkDevice& eth1 = parsed.devices[1];
     EXPECT_STREQ("eth1", eth1.ifName);
     EXPECT_EQ(0, eth1.linkUp) << "NO-CARRIER";
     EXPECT_EQ(1, eth1.isEnabled) << "UP is in the flags";
     ASSERT_EQ(1u, parsed.addresses[1].size());
-    EXPECT_EQ(-1, parsed.addresses[1][0].aliasIndex);
+    EXPECT_EQ(-1, +parsed.addresses[1][0].aliasIndex);
 }
 
 TEST(SnapshotParser, OlderOutputAndTheWithoutAddressesListing)

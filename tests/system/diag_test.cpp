@@ -65,9 +65,10 @@ void expect_ping(Area& area, int packets)
 {
     ASSERT_TRUE(area.wait());
     EXPECT_EQ(0, area.shm->busy);
-    EXPECT_EQ(0u, area.shm->status);
-    EXPECT_EQ(104u, area.shm->resultKind);
-    EXPECT_EQ(10u, area.shm->dataLength);
+    // The area is packed: a leading + hands gtest an aligned copy of a field.
+    EXPECT_EQ(0u, +area.shm->status);
+    EXPECT_EQ(104u, +area.shm->resultKind);
+    EXPECT_EQ(10u, +area.shm->dataLength);
     EXPECT_EQ(packets, area.at<_PingResponse>(0).packetsSent);
     EXPECT_EQ(packets, area.at<_PingResponse>(0).packetsReceived);
 }
@@ -76,8 +77,8 @@ void expect_trace(Area& area, const std::vector<std::string>& hops)
 {
     ASSERT_TRUE(area.wait());
     EXPECT_EQ(0, area.shm->busy);
-    EXPECT_EQ(106u, area.shm->resultKind);
-    ASSERT_EQ(25 * hops.size(), area.shm->dataLength);
+    EXPECT_EQ(106u, +area.shm->resultKind);
+    ASSERT_EQ(25 * hops.size(), +area.shm->dataLength);
     for (size_t i = 0; i < hops.size(); ++i) {
         EXPECT_EQ(i + 1 == hops.size() ? 1 : 3, area.at<_TraceRouteHop>(i).hopKind) << i;
         EXPECT_EQ(hops[i], dotted(area.at<_TraceRouteHop>(i).hopAddress)) << i;
@@ -201,10 +202,10 @@ TEST(DiagConnections, TheTestsOwnSockets)
     EXPECT_EQ("0.0.0.0", dotted(entry.remoteAddress));
     entry = find(1, "127.0.0.1", clientPort);
     EXPECT_EQ(5, entry.state) << "established";
-    EXPECT_EQ(listenPort, entry.remotePort);
+    EXPECT_EQ(listenPort, +entry.remotePort);
     entry = find(2, "192.0.2.10", udpPort);
     EXPECT_EQ(2, entry.state) << "UDP, closed in the kernel's words";
-    EXPECT_EQ(0u, entry.remotePort);
+    EXPECT_EQ(0u, +entry.remotePort);
     // The length goes on from the caller's value.
     EXPECT_EQ(list.size(), connections(adapter, 0, 51 * 1000).size());
     for (int fd : {udp.first, client.first, listener.first})
@@ -235,8 +236,8 @@ TEST(DiagConnections, CraftedAndMissingTables)
     EXPECT_EQ(6, list[0].state) << "time-wait kept";
     EXPECT_EQ("203.198.0.1", dotted(list[0].remoteAddress));
     EXPECT_EQ(2, list[1].state) << "syn-sent reads as listening";
-    EXPECT_EQ(50000u, list[1].localPort);
-    EXPECT_EQ(80u, list[1].remotePort);
+    EXPECT_EQ(50000u, +list[1].localPort);
+    EXPECT_EQ(80u, +list[1].remotePort);
 
     put("  sl  local_address\n");
     for (const _ConnectionEntry& entry : connections(adapter, 0))
@@ -253,18 +254,18 @@ TEST(DiagStats, CountersGrowWithTrafficAndTheNameBeforeAt)
     REQUIRE_REDHAT_TESTBED();
     NetworkAdapter adapter;
     _InterfaceStats before = stats_of(adapter, "eth0");
-    EXPECT_EQ(kAllCounters, before.validMask);
+    EXPECT_EQ(kAllCounters, +before.validMask);
     EXPECT_EQ(0u, before.reserved4 | before.reserved5 | before.reserved8 | before.reserved9 | before.reserved12);
     EXPECT_TRUE(std::all_of(before.reservedTail, before.reservedTail + 24, [](unsigned char c) { return c == 0; }));
     Area ping;
     ASSERT_EQ(0, adapter.Ping("192.0.2.1", 3, 3, 10000, ping.shm));
     expect_ping(ping, 3);
     _InterfaceStats after = stats_of(adapter, "eth0@x");
-    EXPECT_EQ(kAllCounters, after.validMask);
-    EXPECT_GE(after.txPackets, before.txPackets + 3);
-    EXPECT_GE(after.rxPackets, before.rxPackets + 3);
-    EXPECT_GT(after.rxBytes, before.rxBytes);
-    EXPECT_GE(after.timeSec, before.timeSec);
+    EXPECT_EQ(kAllCounters, +after.validMask);
+    EXPECT_GE(+after.txPackets, before.txPackets + 3);
+    EXPECT_GE(+after.rxPackets, before.rxPackets + 3);
+    EXPECT_GT(+after.rxBytes, +before.rxBytes);
+    EXPECT_GE(+after.timeSec, +before.timeSec);
     stats_of(adapter, "eth9", 100);
     stats_of(adapter, "eth9@eth0", 100);
 }
@@ -283,7 +284,7 @@ TEST(DiagStats, MissingCounterFileClearsItsBit)
     NetworkAdapter adapter;
     _InterfaceStats stats = stats_of(adapter, "eth1");
     umount(dir.c_str());
-    EXPECT_EQ(0x04CFu, stats.validMask) << "tx_dropped and multicast missing";
+    EXPECT_EQ(0x04CFu, +stats.validMask) << "tx_dropped and multicast missing";
     EXPECT_EQ(std::vector<uint64_t>({1000, 1001, 1002, 1003, 1004, 1005, 0, 0, 0}),
               std::vector<uint64_t>({stats.rxDropped, stats.rxErrors, stats.rxBytes, stats.rxPackets, stats.txBytes,
                                      stats.txPackets, stats.txErrors, stats.txDropped, stats.multicast}));
@@ -292,7 +293,7 @@ TEST(DiagStats, MissingCounterFileClearsItsBit)
     for (const char* name : {"eth99", "../net/eth0"}) {
         _InterfaceStats none{};
         EXPECT_EQ(0, ParseSysNetDev(&none, const_cast<char*>(name)));
-        EXPECT_EQ(0u, none.validMask) << name;
-        EXPECT_NE(0u, none.timeSec) << name;
+        EXPECT_EQ(0u, +none.validMask) << name;
+        EXPECT_NE(0u, +none.timeSec) << name;
     }
 }
