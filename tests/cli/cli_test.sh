@@ -2,7 +2,10 @@
 # linnet as an administrator uses it, inside the simulated host:
 #   cli_test.sh LINNET FAMILY
 set -uo pipefail
-linnet=$1 family=$2
+# Each linnet runs under the words of $LINNET_TEST_LAUNCHER, if any (e.g. valgrind).
+read -ra linnet <<<"${LINNET_TEST_LAUNCHER:-}"
+linnet+=("$1")
+family=$2
 failures=0
 
 check() {  # check DESCRIPTION EXPECTED_EXIT COMMAND... ; the output is in $out
@@ -22,47 +25,47 @@ expect_output() {  # expect_output DESCRIPTION PATTERN
   fi
 }
 
-check "version" 0 "$linnet" version
+check "version" 0 "${linnet[@]}" version
 expect_output "version" '^libmxlinnet 13\.2$'
-check "error text" 0 "$linnet" error 53
+check "error text" 0 "${linnet[@]}" error 53
 expect_output "error text" '^53: Input VLAN ID value is Invalid\.$'
-check "error without text" 1 "$linnet" error 112
-check "usage error" 2 "$linnet" addr add eth0 not-an-address
+check "error without text" 1 "${linnet[@]}" error 112
+check "usage error" 2 "${linnet[@]}" addr add eth0 not-an-address
 
-check "host" 0 "$linnet" --json host
+check "host" 0 "${linnet[@]}" --json host
 expect_output "host" "\"family\": \"$family\""
 
-check "list" 0 "$linnet" list
+check "list" 0 "${linnet[@]}" list
 expect_output "list" '^eth0 +enabled +up +52:54:00:00:00:01 +1500 '
-check "show" 0 "$linnet" --json show eth0
+check "show" 0 "${linnet[@]}" --json show eth0
 expect_output "show" '"address": "192\.0\.2\.11"'
-check "show unknown" 100 "$linnet" show eth9
+check "show unknown" 100 "${linnet[@]}" show eth9
 
-check "alias add" 0 "$linnet" addr add eth0 192.0.2.60/24
-check "alias listed" 0 "$linnet" addr eth0
+check "alias add" 0 "${linnet[@]}" addr add eth0 192.0.2.60/24
+check "alias listed" 0 "${linnet[@]}" addr eth0
 expect_output "alias listed" '^192\.0\.2\.60/24  eth0:2$'
-check "alias again" 115 "$linnet" --json addr add eth0 192.0.2.60/24
+check "alias again" 115 "${linnet[@]}" --json addr add eth0 192.0.2.60/24
 expect_output "alias again json" '"status": 115'
-check "alias delete" 0 "$linnet" addr delete eth0 192.0.2.60
-check "primary delete" 116 "$linnet" addr delete eth0 192.0.2.10
+check "alias delete" 0 "${linnet[@]}" addr delete eth0 192.0.2.60
+check "primary delete" 116 "${linnet[@]}" addr delete eth0 192.0.2.10
 
-check "down" 0 "$linnet" down eth2
+check "down" 0 "${linnet[@]}" down eth2
 ip -o link show eth2 | grep -q ',UP' && { echo "FAIL: eth2 still up"; failures=$((failures + 1)); }
-check "up" 0 "$linnet" up eth2
+check "up" 0 "${linnet[@]}" up eth2
 ip -o link show eth2 | grep -q ',UP' || { echo "FAIL: eth2 not up"; failures=$((failures + 1)); }
 
-check "mtu" 0 "$linnet" mtu eth2 9000
+check "mtu" 0 "${linnet[@]}" mtu eth2 9000
 [ "$(cat /sys/class/net/eth2/mtu)" = 9000 ] || { echo "FAIL: eth2 mtu not 9000"; failures=$((failures + 1)); }
-check "mtu bounds" 61 "$linnet" mtu eth2 21
-check "mtu file only" 0 "$linnet" mtu eth2 1500 --file-only
+check "mtu bounds" 61 "${linnet[@]}" mtu eth2 21
+check "mtu file only" 0 "${linnet[@]}" mtu eth2 1500 --file-only
 [ "$(cat /sys/class/net/eth2/mtu)" = 9000 ] || { echo "FAIL: --file-only changed the live mtu"; failures=$((failures + 1)); }
 
-check "vlan add" 0 "$linnet" vlan add eth0 5
+check "vlan add" 0 "${linnet[@]}" vlan add eth0 5
 ip -o link show eth0.5 >/dev/null 2>&1 || { echo "FAIL: no eth0.5 after vlan add"; failures=$((failures + 1)); }
-check "vlan id again" 118 "$linnet" vlan add eth1 5
-check "vlan remove" 0 "$linnet" vlan remove eth0 5
+check "vlan id again" 118 "${linnet[@]}" vlan add eth1 5
+check "vlan remove" 0 "${linnet[@]}" vlan remove eth0 5
 ip -o link show eth0.5 >/dev/null 2>&1 && { echo "FAIL: eth0.5 still there"; failures=$((failures + 1)); }
-check "vlan bounds" 53 "$linnet" vlan add eth0 4095
+check "vlan bounds" 53 "${linnet[@]}" vlan add eth0 4095
 
 echo "$((failures == 0 ? 1 : 0)) passed, $failures failed"
 [ "$failures" -eq 0 ]
