@@ -60,6 +60,7 @@ std::string literal(const char* text)
 
 int enableDhcp(char const* ifname, _NetworkDevice* dev, unsigned char writeConfig)
 {
+    const host::SerialSection section;
     return guarded([&]() -> int {
         int distro = kDistroUnknown;
         int result = get_linux_distro(&distro);
@@ -101,8 +102,8 @@ int enableDhcp(char const* ifname, _NetworkDevice* dev, unsigned char writeConfi
 
 int execute_dhcp_client(char* command)
 {
+    const host::SerialSection section;
     try {
-        host::SerialSection section;
         set_system_buf(command);
         // The text is split into words at blanks; a final "&" and the
         // "&>/dev/null" kind of word keep their meaning, nothing else of a
@@ -115,6 +116,7 @@ int execute_dhcp_client(char* command)
 
 int kill_dhc_process(int distro, char* ifname)
 {
+    const host::SerialSection section;
     const char* name = ifname != nullptr ? ifname : "";
     char path[kPidPathSize] = {};
     if (distro == kDistroRedHat)

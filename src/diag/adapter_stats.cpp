@@ -1,6 +1,7 @@
 // An adapter's traffic counters from sysfs.
 #include "diagnostics.h"
 
+#include "host/operation_lock.h"
 #include "interface/globals.h"
 #include "interface/guard.h"
 #include "interface/lists.h"
@@ -55,6 +56,7 @@ bool read_counter(const char* ifname, const char* file, unsigned long long& valu
 
 int ParseSysNetDev(_InterfaceStats* stats, char* ifname)
 {
+    const host::SerialSection section;
     if (stats == nullptr)
         return status::kSuccess;
     timeval now{};
@@ -78,6 +80,7 @@ int ParseSysNetDev(_InterfaceStats* stats, char* ifname)
 
 int NetworkAdapter::GetAdapterStats(const char* ifname, void* buf, unsigned int* len)
 {
+    const host::SerialSection section;
     return guarded([&] {
         if (ifname == nullptr)
             return status::kNoInterface;

@@ -6,6 +6,7 @@
 #include "hop_record.h"
 #include "host/command.h"
 #include "host/fixed_file.h"
+#include "host/operation_lock.h"
 #include "interface/conversions.h"
 #include "interface/guard.h"
 #include "interface/status.h"
@@ -155,7 +156,7 @@ ThreadParams* params_for(const void* address, unsigned char addrType, SharedMem*
 int NetworkAdapter::Ping(const void* address, unsigned char addrType, unsigned char count, unsigned long timeoutMs,
                          SharedMem* shm)
 {
-    host::SerialSection section;
+    const host::SerialSection section;
     ThreadParams* params = params_for(address, addrType, shm, kAddressTextSize - 1);
     if (params == nullptr)
         return kStartFailed;
@@ -166,7 +167,7 @@ int NetworkAdapter::Ping(const void* address, unsigned char addrType, unsigned c
 
 int NetworkAdapter::TraceRoute(const void* address, unsigned char addrType, SharedMem* shm)
 {
-    host::SerialSection section;
+    const host::SerialSection section;
     // The target field's worth of text, read no further than its end.
     ThreadParams* params = params_for(address, addrType, shm, kTargetSize - 1);
     if (params == nullptr)

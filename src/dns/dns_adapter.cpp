@@ -3,6 +3,7 @@
 #include "mxlinnet.h"
 
 #include "dns.h"
+#include "host/operation_lock.h"
 #include "interface/conversions.h"
 #include "interface/globals.h"
 #include "interface/guard.h"
@@ -60,11 +61,13 @@ int change_entries(_NetParams& params)
 int NetworkAdapter::GetAdapterDnsServer(char const* name, unsigned int family, unsigned int reserved, void* buf,
                                         unsigned int* len)
 {
+    const host::SerialSection section;
     return GetAdapterDnsServerWrapper(name, family, reserved, buf, len);
 }
 
 int NetworkAdapter::SetAdapterDns(char const* name, _NetParams* params)
 {
+    const host::SerialSection section;
     return SetAdapterDnsWrapper(name, params);
 }
 
@@ -90,11 +93,13 @@ int for_listed_adapter(NetworkAdapter& adapter, char const* name, Edit&& edit)
 int NetworkAdapter::GetAdapterDnsServerWrapper(char const* name, unsigned int, unsigned int, void* buf,
                                                unsigned int* len)
 {
+    const host::SerialSection section;
     return guarded([&] { return for_listed_adapter(*this, name, [&] { return hand_out_entries(buf, len); }); });
 }
 
 int NetworkAdapter::SetAdapterDnsWrapper(char const* name, _NetParams* params)
 {
+    const host::SerialSection section;
     return guarded([&]() -> int {
         if (params == nullptr)
             return linnet_report_failure(*this, status::kFailure);

@@ -7,6 +7,7 @@
 #include "dns_rules.h"
 #include "host/config_file.h"
 #include "host/fixed_file.h"
+#include "host/operation_lock.h"
 #include "interface/guard.h"
 #include "interface/status.h"
 #include "name_servers.h"
@@ -41,6 +42,7 @@ int dns::add_entry(char* address)
 
 int del_entry_to_dns_config_file(char* address)
 {
+    const host::SerialSection section;
     if (address == nullptr)
         return status::kFailure;
     return guarded([&]() -> int {
@@ -56,6 +58,7 @@ int del_entry_to_dns_config_file(char* address)
 
 int mod_entry_to_dns_config_file(char* oldAddress, char* newAddress, int operation)
 {
+    const host::SerialSection section;
     if (oldAddress == nullptr || newAddress == nullptr)
         return status::kFailure;
     return guarded([&]() -> int {

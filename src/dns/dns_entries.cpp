@@ -4,6 +4,7 @@
 
 #include "dns_rules.h"
 #include "host/config_file.h"
+#include "host/operation_lock.h"
 #include "interface/conversions.h"
 #include "interface/guard.h"
 #include "interface/lists.h"
@@ -67,6 +68,7 @@ void to_address_record(_IpAddress& record)
 
 int get_dns_entries(_IpAddress* head, int* count)
 {
+    const host::SerialSection section;
     if (head == nullptr || count == nullptr)
         return status::kFailure;
     return guarded([&]() -> int {
@@ -94,6 +96,7 @@ int get_dns_entries(_IpAddress* head, int* count)
 
 int check_dns_entry(char* address, int operation)
 {
+    const host::SerialSection section;
     if (address == nullptr)
         return status::kFailure;
     return guarded([&]() -> int {

@@ -9,6 +9,7 @@
 #include "host/dialect.h"
 #include "host/distro.h"
 #include "host/fixed_file.h"
+#include "host/operation_lock.h"
 #include "interface/conversions.h"
 #include "interface/globals.h"
 #include "interface/guard.h"
@@ -90,6 +91,7 @@ void copy_configured(char* buffer, const gateway::ConfiguredGateway& configured)
 
 int _GetRouteLists(char const* path)
 {
+    const host::SerialSection section;
     if (path == nullptr)
         return status::kSuccess;
     return guarded([&] {
@@ -107,6 +109,7 @@ int _GetRouteLists(char const* path)
 
 int populate_list_gateway(_IpAddress* record, char* device)
 {
+    const host::SerialSection section;
     return guarded([&] {
         std::string snapshot;
         if (!host::read_fixed_file(kRouteSnapshotPath, snapshot))
@@ -124,6 +127,7 @@ int populate_list_gateway(_IpAddress* record, char* device)
 
 int get_ifname_gw_set(char* device, char*)
 {
+    const host::SerialSection section;
     return guarded([&] {
         AddressRecord record(new_address_node());
         if (!record)
@@ -144,6 +148,7 @@ int get_ifname_gw_set(char* device, char*)
 
 int get_gateway_bootproto_from_conf_file(char* ifname, char* gateway, int* found)
 {
+    const host::SerialSection section;
     return guarded([&]() -> int {
         int distro = kDistroUnknown;
         int detected = get_linux_distro(&distro);
@@ -173,12 +178,14 @@ int get_gateway_bootproto_from_conf_file(char* ifname, char* gateway, int* found
 int NetworkAdapter::GetAdapterGateway(char const* name, unsigned int family, unsigned int reserved, void* buf,
                                       unsigned int* len)
 {
+    const host::SerialSection section;
     return GetAdapterGatewayWrapper(name, family, reserved, buf, len);
 }
 
 int NetworkAdapter::GetAdapterGatewayWrapper(char const* ifname, unsigned int family, unsigned int, void* buf,
                                              unsigned int* len)
 {
+    const host::SerialSection section;
     if (family == kFamilyInet6)
         return linnet_report_failure(*this, status::kIpv6Unsupported);
     return guarded([&]() -> int {

@@ -7,6 +7,7 @@
 #include "host/config_file.h"
 #include "host/dialect.h"
 #include "host/distro.h"
+#include "host/operation_lock.h"
 #include "interface/conversions.h"
 #include "interface/guard.h"
 #include "interface/report.h"
@@ -38,6 +39,7 @@ int command_result(const host::Command& command)
 
 int _SetGateway(char* device, char* gateway)
 {
+    const host::SerialSection section;
     return guarded([&] {
         // The device is appended to "dev" with no blank between them.
         if (device != nullptr)
@@ -49,16 +51,19 @@ int _SetGateway(char* device, char* gateway)
 
 int _DelGateway()
 {
+    const host::SerialSection section;
     return guarded([] { return command_result(host::Command::format("/sbin/ip route del default")); });
 }
 
 int DelGateway(char*, char*)
 {
+    const host::SerialSection section;
     return _DelGateway();
 }
 
 int add_mod_gw_entry_conf_file(char* device, char* gateway)
 {
+    const host::SerialSection section;
     return guarded([&]() -> int {
         int distro = kDistroUnknown;
         int detected = get_linux_distro(&distro);
@@ -88,6 +93,7 @@ int add_mod_gw_entry_conf_file(char* device, char* gateway)
 
 int SetGateway(char* gateway)
 {
+    const host::SerialSection section;
     return guarded([&] {
         char device[gateway::kDeviceBufferSize] = {};
         int result = _SetGateway(nullptr, gateway);
@@ -102,11 +108,13 @@ int SetGateway(char* gateway)
 
 int NetworkAdapter::SetAdapterGateway(char const* name, _NetParams* params)
 {
+    const host::SerialSection section;
     return SetAdapterGatewayWrapper(name, params);
 }
 
 int NetworkAdapter::SetAdapterGatewayWrapper(char const*, _NetParams* params)
 {
+    const host::SerialSection section;
     if (params == nullptr)
         return linnet_report_failure(*this, status::kFailure);
     if (params->newFamily == kFamilyInet6)

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <mutex>
+#include <pthread.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -20,9 +21,13 @@ constexpr int kNoFile = -1;
 struct Lock {
     explicit Lock(const char* lockPath) : path(lockPath) {}
     const char* path;
-    std::recursive_mutex mutex;
+    std::mutex mutex; // held by the thread whose depth is not 0
     std::atomic<int> fd{kNoFile};
-    bool fileTried = false; // guarded by mutex
+    // Guarded by mutex: whether the file was tried, by which process. A
+    // process made by fork() shares its parent's open file, and with it the
+    // parent's turn; it opens its own.
+    bool fileTried = false;
+    pid_t triedBy = 0;
 };
 
 Lock gLocks[] = {
@@ -31,6 +36,7 @@ Lock gLocks[] = {
     Lock("/run/lock/libmxlinnet-tracerouteinfo.lock"),
 };
 constexpr int kLockCount = sizeof gLocks / sizeof gLocks[0];
+constexpr int kOperations = static_cast<int>(LockName::Operations);
 
 // How deep the calling thread is inside sections of each lock.
 thread_local unsigned tDepth[kLockCount];
@@ -72,8 +78,15 @@ int usable_lock_file(const char* path)
 
 void lock_file(Lock& lock)
 {
+    if (lock.fileTried && lock.triedBy != getpid()) {
+        int inherited = lock.fd.exchange(kNoFile);
+        if (inherited != kNoFile)
+            close(inherited);
+        lock.fileTried = false;
+    }
     if (!lock.fileTried) {
         lock.fileTried = true;
+        lock.triedBy = getpid();
         // Only root changes the host, and only root's callers share a lock
         // file: one another user could open would let that user stall them.
         if (geteuid() == 0)
@@ -92,15 +105,36 @@ void unlock_file(Lock& lock)
         flock(fd, LOCK_UN);
 }
 
+// A fork() while another thread runs an operation would leave the child a
+// mutex nobody there can unlock: fork waits for the operation to end.
+void keep_operations_lock_across_fork()
+{
+    static std::once_flag registered;
+    std::call_once(registered, [] {
+        // A thread inside an operation (the library's own forks) holds it already.
+        auto lock = [] {
+            if (tDepth[kOperations] == 0)
+                lock_named(LockName::Operations).mutex.lock();
+        };
+        auto unlock = [] {
+            if (tDepth[kOperations] == 0)
+                lock_named(LockName::Operations).mutex.unlock();
+        };
+        pthread_atfork(lock, unlock, unlock);
+    });
+}
+
 } // namespace
 
 SerialSection::SerialSection(LockName name) : name_(name)
 {
+    keep_operations_lock_across_fork();
     Lock& lock = lock_named(name);
     int saved = errno;
-    lock.mutex.lock();
-    if (tDepth[static_cast<int>(name)]++ == 0)
+    if (tDepth[static_cast<int>(name)]++ == 0) {
+        lock.mutex.lock();
         lock_file(lock);
+    }
     errno = saved;
 }
 
@@ -108,9 +142,10 @@ SerialSection::~SerialSection()
 {
     Lock& lock = lock_named(name_);
     int saved = errno;
-    if (--tDepth[static_cast<int>(name_)] == 0)
+    if (--tDepth[static_cast<int>(name_)] == 0) {
         unlock_file(lock);
-    lock.mutex.unlock();
+        lock.mutex.unlock();
+    }
     errno = saved;
 }
 

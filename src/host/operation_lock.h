@@ -4,11 +4,14 @@
 // running at once would corrupt each other; with these locks they run one
 // after the other, each doing exactly what it does alone.
 //
-// A lock is a process-wide recursive mutex plus an advisory lock (flock) on a
-// file under /run/lock, taken by the outermost section of a thread: an
-// operation that calls other operations takes it once. The lock files are
-// opened close-on-exec, and a child made by fork() closes them first thing,
-// so no program the library starts keeps another caller waiting.
+// A lock is a process-wide mutex plus an advisory lock (flock) on a file
+// under /run/lock, both taken by the outermost section of a thread: an
+// operation that calls other operations takes them once. The lock files are
+// opened close-on-exec, and a child the library makes with fork() closes them
+// first thing, so no program the library starts keeps another caller waiting.
+// A process forked from a caller opens the files afresh (an inherited open
+// file would share the parent's turn), and fork() waits for a running
+// operation, so the child never inherits a mutex held by another thread.
 //
 // Only a process running as root uses the lock files (mode 0600). Without a
 // usable one (a caller that is not root, no /run/lock that can be made, or a

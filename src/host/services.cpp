@@ -7,6 +7,8 @@
 #include "interface/guard.h"
 #include "interface/status.h"
 
+#include "host/operation_lock.h"
+
 #include <cstdio>
 #include <cstring>
 
@@ -68,6 +70,7 @@ int networking_from_rc_links(int distro)
 
 int CheckNetworkingEnabled(int distro)
 {
+    const host::SerialSection section;
     return guarded([&]() -> int {
         if (distro == kDistroRedHat || distro == kDistroXenServer)
             return read_yes_no_setting(kNetworkSettingsPath, "NETWORKING=") == Setting::Yes
@@ -81,6 +84,7 @@ int CheckNetworkingEnabled(int distro)
 
 int CheckNetworkManagerEnabled(int, int distro)
 {
+    const host::SerialSection section;
     return guarded([&]() -> int {
         if (distro == kDistroSuse)
             return read_yes_no_setting(kSuseNetworkConfigPath, "NETWORKMANAGER=") == Setting::Yes ? 1 : 0;

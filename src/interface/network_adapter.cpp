@@ -5,6 +5,8 @@
 #include "host/services.h"
 #include "status.h"
 
+#include "host/operation_lock.h"
+
 #include <cstring>
 
 namespace {
@@ -37,6 +39,7 @@ int NetworkAdapter::GetLibVersion(_Version* version)
 
 bool NetworkAdapter::isNetworkManagerEnabled()
 {
+    const host::SerialSection section;
     int distro = kDistroUnknown;
     get_linux_distro(&distro);
     int runLevel = GetCurrentRunLevel(distro);

@@ -8,7 +8,7 @@
 
 int linnet_report_failure(NetworkAdapter& adapter, int code)
 {
-    host::SerialSection section; // the message buffer is shared by the object's callers
+    const host::SerialSection section; // the message buffer is shared by the object's callers
     const char* text = linnet_status_text(code);
     size_t length = text != nullptr ? strnlen(text, sizeof adapter.errMsg - 1) : 0;
     if (length > 0)

@@ -1,17 +1,20 @@
 // The public adapter listing.
 #include "mxlinnet.h"
 
+#include "host/operation_lock.h"
 #include "interface/globals.h"
 #include "interface/lists.h"
 #include "snapshot.h"
 
 int NetworkAdapter::GetNetworkAdapters(void* buf, unsigned int* len)
 {
+    const host::SerialSection section;
     return GetNetworkAdaptersWrapper(buf, len);
 }
 
 int NetworkAdapter::GetNetworkAdaptersWrapper(void* buf, unsigned int* len)
 {
+    const host::SerialSection section;
     _NetworkDevice* list = nullptr;
     unsigned char count = 0;
     int result = GetNetworkAdapterDetails(&list, &count, 0);

@@ -5,6 +5,7 @@
 #include "card_table.h"
 #include "host/config_file.h"
 #include "host/dialect.h"
+#include "host/operation_lock.h"
 #include "interface/guard.h"
 #include "interface/status.h"
 
@@ -117,6 +118,7 @@ int link_detected(const char* ifName, DetailCache& cache)
 
 int get_bootproto(_NetworkDevice* dev)
 {
+    const host::SerialSection section;
     return guarded([&]() -> int {
         if (dev == nullptr)
             return status::kFailure;
@@ -132,6 +134,7 @@ int get_bootproto(_NetworkDevice* dev)
 
 int get_vendor_device_ids(char* ifName, _NetworkDevice* dev)
 {
+    const host::SerialSection section;
     return guarded([&]() -> int {
         if (ifName == nullptr || dev == nullptr)
             return status::kSuccess;
@@ -142,6 +145,7 @@ int get_vendor_device_ids(char* ifName, _NetworkDevice* dev)
 
 int get_adapter_desc(char* ifName, _NetworkDevice* dev)
 {
+    const host::SerialSection section;
     return guarded([&]() -> int {
         if (ifName == nullptr || dev == nullptr)
             return status::kSuccess;
@@ -152,6 +156,7 @@ int get_adapter_desc(char* ifName, _NetworkDevice* dev)
 
 int is_bypass_interface(char* ifName)
 {
+    const host::SerialSection section;
     if (ifName == nullptr)
         return 0;
     std::string path = std::string("/sys/class/net/") + ifName + "/bypass";
@@ -164,12 +169,14 @@ int is_bypass_interface(char* ifName)
 
 int get_ethtool_drv_details(ethtool_drvinfo* info, char* ifName)
 {
+    const host::SerialSection section;
     inventory::DetailCache cache;
     return inventory::driver_info(info, ifName, cache.socket());
 }
 
 int get_ethtool_details(char* ifName)
 {
+    const host::SerialSection section;
     if (ifName == nullptr)
         return 0;
     inventory::DetailCache cache;

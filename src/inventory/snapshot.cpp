@@ -6,12 +6,15 @@
 #include "interface/lists.h"
 #include "interface/status.h"
 
+#include "host/operation_lock.h"
+
 #include <cstring>
 #include <fstream>
 #include <unistd.h>
 
 int _GetNetworkAdaptors(char const* path)
 {
+    const host::SerialSection section;
     if (path == nullptr)
         return 0;
     int fd = host::create_fixed_file(path);
@@ -24,6 +27,7 @@ int _GetNetworkAdaptors(char const* path)
 
 int populate_struct_from_file(_NetworkDevice** list, int withAddresses)
 {
+    const host::SerialSection section;
     if (list == nullptr || *list == nullptr)
         return 0;
     // Memory running out while parsing reads as the parser's 99; what was
@@ -36,6 +40,7 @@ int populate_struct_from_file(_NetworkDevice** list, int withAddresses)
 
 int GetNetworkAdapterDetails(_NetworkDevice** list, unsigned char* count, int withAddresses)
 {
+    const host::SerialSection section;
     if (list == nullptr)
         return status::kFailure;
     _NetworkDevice* first = new_device_node();

@@ -2,12 +2,14 @@
 #include "details.h"
 
 #include "host/config_file.h"
+#include "host/operation_lock.h"
 #include "interface/conversions.h"
 #include "interface/guard.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 
 namespace {
 
@@ -18,23 +20,13 @@ constexpr size_t kVlanNameChars = 127;
 // The smallest buffer callers hand in for the VLAN interface name.
 constexpr size_t kVlanOutSize = 64;
 
-// The text after `key` on the first non-comment line of the VLAN's own file
-// that holds it; false when there is none or the file does not open.
-bool vlan_file_value(const char* vlanIf, const char* key, std::string& value)
+// The VLAN's own file; false when the name would leave the directory or the
+// file does not open.
+bool read_vlan_file(const char* vlanIf, std::string& text)
 {
     if (vlanIf == nullptr || strchr(vlanIf, '/') != nullptr)
         return false;
-    std::string text;
-    if (!host::read_file(std::string(kVlanDir) + vlanIf, text, host::Access::ReadWrite))
-        return false;
-    for (const std::string& line : host::split_lines(text, host::FinalRead::Dropped)) {
-        size_t at = line.find(key);
-        if (host::is_comment(line) || at == std::string::npos)
-            continue;
-        value = line.substr(at + strlen(key));
-        return true;
-    }
-    return false;
+    return host::read_file(std::string(kVlanDir) + vlanIf, text, host::Access::ReadWrite);
 }
 
 std::string trimmed(std::string text)
@@ -45,21 +37,65 @@ std::string trimmed(std::string text)
 
 } // namespace
 
+namespace inventory {
+
+std::optional<std::string> vlan_file_value(const std::string& text, const char* key)
+{
+    for (const std::string& line : host::split_lines(text, host::FinalRead::Dropped)) {
+        size_t at = line.find(key);
+        if (host::is_comment(line) || at == std::string::npos)
+            continue;
+        return line.substr(at + strlen(key));
+    }
+    return std::nullopt;
+}
+
+int vlan_id_in(const std::string& text)
+{
+    std::optional<std::string> value = vlan_file_value(text, "VID: ");
+    if (!value)
+        return 0;
+    return static_cast<int>(strtol(value->substr(0, value->find(" \t")).c_str(), nullptr, 10));
+}
+
+std::optional<std::string> vlan_interface_in(const std::string& configText, const char* parent, unsigned short vlanId)
+{
+    for (const std::string& line : host::split_lines(configText, host::FinalRead::Dropped)) {
+        if (!host::contains(line, parent))
+            continue;
+        size_t first = line.find('|');
+        size_t second = first == std::string::npos ? std::string::npos : line.find('|', first + 1);
+        if (second == std::string::npos)
+            continue;
+        std::string name = trimmed(line.substr(0, first));
+        long vid = strtol(line.substr(first + 1, second - first - 1).c_str(), nullptr, 10);
+        std::string owner = trimmed(line.substr(second + 1));
+        if (vid == vlanId && owner == parent)
+            return name;
+    }
+    return std::nullopt;
+}
+
+} // namespace inventory
+
 int get_vlan_id(char const* vlanIf)
 {
+    const host::SerialSection section;
     return guarded([&]() -> int {
-        std::string value;
-        if (!vlan_file_value(vlanIf, "VID: ", value))
-            return 0;
-        return static_cast<int>(strtol(value.substr(0, value.find(" \t")).c_str(), nullptr, 10));
+        std::string text;
+        return read_vlan_file(vlanIf, text) ? inventory::vlan_id_in(text) : 0;
     });
 }
 
 char* get_vlan_parent(char const* vlanIf)
 {
+    const host::SerialSection section;
     try {
-        std::string value;
-        return vlan_file_value(vlanIf, "Device: ", value) ? strdup(value.c_str()) : nullptr;
+        std::string text;
+        std::optional<std::string> parent;
+        if (read_vlan_file(vlanIf, text))
+            parent = inventory::vlan_file_value(text, "Device: ");
+        return parent ? strdup(parent->c_str()) : nullptr;
     } catch (...) {
         return nullptr;
     }
@@ -67,6 +103,7 @@ char* get_vlan_parent(char const* vlanIf)
 
 int get_vlan_interface_name(char const* parent, unsigned short vlanId, int, char* out)
 {
+    const host::SerialSection section;
     return guarded([&]() -> int {
         if (out == nullptr || parent == nullptr)
             return 1;
@@ -74,21 +111,10 @@ int get_vlan_interface_name(char const* parent, unsigned short vlanId, int, char
         if (!host::read_file(kVlanConfig, text))
             return 1;
         printf("\n%s:: ifName: %s, VLAN Id: %d\n", "get_vlan_interface_name", parent, vlanId);
-        for (const std::string& line : host::split_lines(text, host::FinalRead::Dropped)) {
-            if (!host::contains(line, parent))
-                continue;
-            size_t first = line.find('|');
-            size_t second = first == std::string::npos ? std::string::npos : line.find('|', first + 1);
-            if (second == std::string::npos)
-                continue;
-            std::string name = trimmed(line.substr(0, first));
-            long vid = strtol(line.substr(first + 1, second - first - 1).c_str(), nullptr, 10);
-            std::string owner = trimmed(line.substr(second + 1));
-            if (vid == vlanId && owner == parent) {
-                inventory::copy_field(out, kVlanOutSize, name.c_str());
-                printf("\n%s:: vlan ifName: %s\n", "get_vlan_interface_name", out);
-                return 0;
-            }
+        if (std::optional<std::string> name = inventory::vlan_interface_in(text, parent, vlanId)) {
+            inventory::copy_field(out, kVlanOutSize, name->c_str());
+            printf("\n%s:: vlan ifName: %s\n", "get_vlan_interface_name", out);
+            return 0;
         }
         printf("\n%s:: vlan ifName: %s\n", "get_vlan_interface_name", out);
         return 0;

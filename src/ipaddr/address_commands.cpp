@@ -2,6 +2,7 @@
 #include "address_commands.h"
 
 #include "host/command.h"
+#include "host/operation_lock.h"
 #include "interface/conversions.h"
 #include "interface/guard.h"
 #include "interface/status.h"
@@ -69,6 +70,7 @@ int get_brd_addr(char* out, _IpAddress* record)
 
 int _SetIpAddress(const char* ifname, const char* addressPrefix, const char* broadcast, const char* label)
 {
+    const host::SerialSection section;
     return guarded([&] {
         std::string text = "/sbin/ip addr add %s dev %s";
         std::vector<host::Command::Value> values = {addressPrefix, ifname};
@@ -92,12 +94,14 @@ int _SetIpAddress(const char* ifname, const char* addressPrefix, const char* bro
 
 int AddSetIPAddress(char* ifname, char* addressPrefix, char* broadcast, char* label)
 {
+    const host::SerialSection section;
     return _SetIpAddress(ifname, addressPrefix, broadcast, label);
 }
 
 // errno is not cleared first: a stale ECHILD also counts as success.
 int _DelIpAddress(const char* ifname, const char* addressPrefix)
 {
+    const host::SerialSection section;
     return guarded([&] {
         int result = host::run(host::Command::format("/sbin/ip addr del %s dev %s", addressPrefix, ifname));
         return errno == ECHILD ? static_cast<int>(status::kSuccess) : result;
@@ -106,5 +110,6 @@ int _DelIpAddress(const char* ifname, const char* addressPrefix)
 
 int DelIPAddress(char* ifname, char* addressPrefix)
 {
+    const host::SerialSection section;
     return _DelIpAddress(ifname, addressPrefix);
 }

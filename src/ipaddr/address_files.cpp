@@ -9,6 +9,7 @@
 #include "host/dialect.h"
 #include "host/distro.h"
 #include "host/fixed_file.h"
+#include "host/operation_lock.h"
 #include "interface/guard.h"
 #include "interface/status.h"
 
@@ -80,6 +81,7 @@ int modify_file(int distribution, const char* ifname, const ipaddr::AddressChang
 int modify_networking_configfile(int distribution, char* ifname, char* address, char* netmask, char*,
                                  const char* hwaddr, int aliasNumber, int position)
 {
+    const host::SerialSection section;
     return guarded([&] {
         ipaddr::AddressChange change{text_of(ifname), text_of(address), text_of(netmask),
                                      text_of(hwaddr), aliasNumber,      position};
@@ -89,6 +91,7 @@ int modify_networking_configfile(int distribution, char* ifname, char* address, 
 
 int add_file_entry(char* path, int* label, char* address, char* netmask)
 {
+    const host::SerialSection section;
     return guarded([&] {
         if (path == nullptr || *path == '\0')
             return status::kFileOpen;
@@ -106,6 +109,7 @@ int add_file_entry(char* path, int* label, char* address, char* netmask)
 
 int delete_file_entry(char* path, int, char* address, char*)
 {
+    const host::SerialSection section;
     return guarded([&] {
         std::string old;
         if (path == nullptr || !host::read_file(path, old, host::Access::ReadWrite))
@@ -125,6 +129,7 @@ int delete_file_entry(char* path, int, char* address, char*)
 
 int NetworkAdapter::GetAndSetIpAddrFromConfFile(char* name, int* isDhcp, char* address, _NetworkDevice*, _IpAddress*)
 {
+    const host::SerialSection section;
     return guarded([&] {
         int distro = kDistroUnknown;
         int result = get_linux_distro(&distro);

@@ -10,6 +10,7 @@
 #include "host/config_file.h"
 #include "host/dialect.h"
 #include "host/distro.h"
+#include "host/operation_lock.h"
 #include "interface/conversions.h"
 #include "interface/globals.h"
 #include "interface/guard.h"
@@ -227,6 +228,7 @@ int delete_all_addresses(char* ifname, _NetworkDevice* device)
 int ModifyIPAddress(int primary, char* ifname, char* addressPrefix, char* address, char* netmask, char* broadcast,
                     _NetParams* params, _NetworkDevice* device)
 {
+    const host::SerialSection section;
     (void)addressPrefix;
     if (ifname == nullptr || params == nullptr || device == nullptr)
         return status::kNoInterface;
@@ -236,6 +238,7 @@ int ModifyIPAddress(int primary, char* ifname, char* addressPrefix, char* addres
 int AddIPAddress(char* ifname, char* addressPrefix, unsigned short family, char* address, char* netmask,
                  char* broadcast, _NetworkDevice* device)
 {
+    const host::SerialSection section;
     if (ifname == nullptr)
         return status::kNoInterface;
     char newIfname[kLabelSize] = {};
@@ -252,6 +255,7 @@ int AddIPAddress(char* ifname, char* addressPrefix, unsigned short family, char*
 int AddAliasIPAddress(char* ifname, char* newIfname, unsigned short, char* address, char* netmask, char*,
                       _NetworkDevice* device)
 {
+    const host::SerialSection section;
     if (ifname == nullptr || newIfname == nullptr)
         return status::kNoInterface;
     return guarded([&] { return add_alias_configuration(ifname, newIfname, address, netmask, device); });
@@ -259,6 +263,7 @@ int AddAliasIPAddress(char* ifname, char* newIfname, unsigned short, char* addre
 
 int DeleteIPAddress(char* ifname, _NetParams* params, _NetworkDevice* device)
 {
+    const host::SerialSection section;
     if (ifname == nullptr || params == nullptr || device == nullptr)
         return status::kNoInterface;
     return guarded([&] { return delete_address(ifname, params, device); });
@@ -266,6 +271,7 @@ int DeleteIPAddress(char* ifname, _NetParams* params, _NetworkDevice* device)
 
 int DeleteAllIPAddress(char* ifname, _NetworkDevice* device)
 {
+    const host::SerialSection section;
     if (ifname == nullptr)
         return status::kNoInterface;
     return guarded([&] { return delete_all_addresses(ifname, device); });

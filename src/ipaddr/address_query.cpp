@@ -1,6 +1,7 @@
 // The public read of an adapter's IPv4 addresses.
 #include "mxlinnet.h"
 
+#include "host/operation_lock.h"
 #include "interface/conversions.h"
 #include "interface/globals.h"
 #include "interface/guard.h"
@@ -13,12 +14,14 @@
 int NetworkAdapter::GetAdapterIpAddress(char const* name, unsigned int family, unsigned int reserved, void* buf,
                                         unsigned int* len)
 {
+    const host::SerialSection section;
     return GetAdapterIpAddressWrapper(name, family, reserved, buf, len);
 }
 
 int NetworkAdapter::GetAdapterIpAddressWrapper(char const* name, unsigned int, unsigned int, void* buf,
                                                unsigned int* len)
 {
+    const host::SerialSection section;
     return guarded([&]() -> int {
         inventory::AdapterList list(1);
         int result = list.status();

@@ -8,6 +8,7 @@
 #include "dhcp/dhcp.h"
 #include "host/config_file.h"
 #include "host/distro.h"
+#include "host/operation_lock.h"
 #include "interface/guard.h"
 #include "interface/lists.h"
 #include "interface/report.h"
@@ -55,11 +56,13 @@ int run_operation(std::string& name, const _NetParams& params, _NetParams* reque
 
 int NetworkAdapter::SetAdapterIpAddress(char const* name, _NetParams* params)
 {
+    const host::SerialSection section;
     return SetAdapterIpAddressWrapper(name, params);
 }
 
 int NetworkAdapter::SetAdapterIpAddressWrapper(char const* ifname, _NetParams* params)
 {
+    const host::SerialSection section;
     if (params == nullptr)
         return linnet_report_failure(*this, status::kFailure);
     if (params->newFamily == kFamilyInet6)

@@ -1,10 +1,11 @@
 // The public enable/disable operation.
 #include "mxlinnet.h"
 
+#include "host/operation_lock.h"
+#include "interface/lists.h"
 #include "interface/report.h"
 #include "interface/status.h"
 #include "inventory/snapshot.h"
-#include "interface/lists.h"
 #include "link_control.h"
 
 #include <cstdio>
@@ -29,11 +30,13 @@ std::string vlan_base_name(const char* ifname)
 
 int NetworkAdapter::DisableEnable(char const* name, unsigned char action)
 {
+    const host::SerialSection section;
     return DisableEnableWrapper(name, action);
 }
 
 int NetworkAdapter::DisableEnableWrapper(char const* name, unsigned char action)
 {
+    const host::SerialSection section;
     if (name == nullptr)
         return linnet_report_failure(*this, status::kNoInterface);
     const std::string base = vlan_base_name(name);

@@ -5,6 +5,7 @@
 #include "link_control.h"
 
 #include "host/command.h"
+#include "host/operation_lock.h"
 #include "interface/guard.h"
 #include "interface/status.h"
 
@@ -21,6 +22,7 @@ const char* or_empty(const char* text)
 
 int BringLinkUp(char* ifname)
 {
+    const host::SerialSection section;
     return guarded([&] {
         int result = host::run(host::Command::format("/sbin/ip link set dev %s up", or_empty(ifname)));
         if (result == 0 || errno == ECHILD || errno == 0)
@@ -32,6 +34,7 @@ int BringLinkUp(char* ifname)
 
 int BringLinkDown(char* ifname)
 {
+    const host::SerialSection section;
     return guarded([&] {
         int result = host::run(host::Command::format("/sbin/ip link set dev %s down", or_empty(ifname)));
         return errno == ECHILD ? status::kSuccess : result;
@@ -40,6 +43,7 @@ int BringLinkDown(char* ifname)
 
 int BringLinkIfUp(char* ifname)
 {
+    const host::SerialSection section;
     errno = 0;
     if (ifname == nullptr)
         return status::kSuccess;
@@ -53,6 +57,7 @@ int BringLinkIfUp(char* ifname)
 // as success, as it always has.
 int BringLinkIfDown(char* ifname)
 {
+    const host::SerialSection section;
     if (ifname == nullptr)
         return status::kSuccess;
     return guarded([&] {

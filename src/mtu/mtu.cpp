@@ -4,6 +4,7 @@
 #include "host/config_file.h"
 #include "host/dialect.h"
 #include "host/distro.h"
+#include "host/operation_lock.h"
 #include "interface/guard.h"
 #include "interface/lists.h"
 #include "interface/report.h"
@@ -50,6 +51,7 @@ int write_mtu_setting(char* ifname, unsigned int mtu)
 
 int SetMTUIoctl(const char* ifname, unsigned int mtu)
 {
+    const host::SerialSection section;
     int socketFd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (socketFd < 0)
         return status::kFailure;
@@ -69,16 +71,19 @@ int SetMTUIoctl(const char* ifname, unsigned int mtu)
 
 int NetworkAdapter::SetMtu(char const* name, unsigned int mtu)
 {
+    const host::SerialSection section;
     return SetMtuWrapper(name, mtu);
 }
 
 int NetworkAdapter::SetMTUInConfigFile(char* name, char* hwaddr, unsigned int mtu)
 {
+    const host::SerialSection section;
     return SetMTUInConfigFileWrapper(name, hwaddr, mtu);
 }
 
 int NetworkAdapter::SetMtuWrapper(char const* ifname, unsigned int mtu)
 {
+    const host::SerialSection section;
     return guarded([&]() -> int {
         inventory::AdapterList list(0);
         if (list.status() != status::kSuccess)
@@ -98,5 +103,6 @@ int NetworkAdapter::SetMtuWrapper(char const* ifname, unsigned int mtu)
 
 int NetworkAdapter::SetMTUInConfigFileWrapper(char* ifname, char*, unsigned int mtu)
 {
+    const host::SerialSection section;
     return guarded([&] { return write_mtu_setting(ifname, mtu); });
 }

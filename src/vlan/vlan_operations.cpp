@@ -4,6 +4,7 @@
 #include "host/command.h"
 #include "host/dialect.h"
 #include "host/distro.h"
+#include "host/operation_lock.h"
 #include "interface/guard.h"
 #include "interface/lists.h"
 #include "interface/report.h"
@@ -85,6 +86,7 @@ int add_vlan_interface(const char* parent, unsigned short vlanId)
 
 int check_vlanid_exists(char const* parent, unsigned short vlanId, _NetworkDevice* list)
 {
+    const host::SerialSection section;
     return guarded([&]() -> int {
         int distro = kDistroUnknown;
         int result = get_linux_distro(&distro);
@@ -98,6 +100,7 @@ int check_vlanid_exists(char const* parent, unsigned short vlanId, _NetworkDevic
 
 int check_vlan_present(char const* needle, _NetworkDevice* list)
 {
+    const host::SerialSection section;
     if (needle == nullptr)
         return 0;
     int holders = 0;
@@ -110,11 +113,13 @@ int check_vlan_present(char const* needle, _NetworkDevice* list)
 
 int NetworkAdapter::SetVlanId(char const* parent, unsigned short vlanId, unsigned char flag)
 {
+    const host::SerialSection section;
     return SetVlanIdWrapper(parent, vlanId, flag, isNetworkManagerEnabled() ? 1 : 0);
 }
 
 int NetworkAdapter::RemoveVlan(char const* parent, unsigned short vlanId)
 {
+    const host::SerialSection section;
     return RemoveVlanWrapper(parent, vlanId);
 }
 
@@ -122,6 +127,7 @@ int NetworkAdapter::RemoveVlan(char const* parent, unsigned short vlanId)
 int NetworkAdapter::SetVlanIdWrapper(char const* parent, unsigned short vlanId, unsigned char,
                                      int networkManagerEnabled)
 {
+    const host::SerialSection section;
     return guarded([&]() -> int {
         if (parent == nullptr || strchr(parent, '.') != nullptr || strstr(parent, "vlan") != nullptr)
             return linnet_report_failure(*this, status::kNoInterface);
@@ -155,6 +161,7 @@ int NetworkAdapter::SetVlanIdWrapper(char const* parent, unsigned short vlanId, 
 
 int NetworkAdapter::RemoveVlanWrapper(char const* parent, unsigned short vlanId)
 {
+    const host::SerialSection section;
     return guarded([&]() -> int {
         // Unlike creation, ID 0 passes here and goes on to the search.
         if (parent == nullptr || vlanId > kHighestVlanId)
