@@ -45,7 +45,10 @@ int change_to_dhcp_in_configfile(int distro, _NetworkDevice* dev)
         std::string path = dialect->interface_file(name);
 
         std::string text;
-        if (host::read_file(path, text, host::Access::ReadWrite))
+        host::ReadOutcome outcome = host::read_for_rewrite(path, text);
+        if (outcome == host::ReadOutcome::Failed)
+            return status::kFileOpen;
+        if (outcome == host::ReadOutcome::Read)
             text = dialect->quotedValues ? dhcp::dhcp_text_suse(text) : dhcp::dhcp_text_redhat(text);
         else
             text = dialect->quotedValues ? dhcp::new_file_suse()

@@ -122,6 +122,25 @@ bool read_file(const std::string& path, std::string& text, Access access)
     return ok;
 }
 
+ReadOutcome read_for_rewrite(const std::string& path, std::string& text)
+{
+    if (read_file(path, text, Access::ReadWrite))
+        return ReadOutcome::Read;
+    switch (errno) {
+    case ENOENT:
+    case ENOTDIR:
+    case EACCES:
+    case EPERM:
+    case EROFS:
+    case EISDIR:
+    case ELOOP:
+    case ENAMETOOLONG:
+        return ReadOutcome::Unopened;
+    default:
+        return ReadOutcome::Failed;
+    }
+}
+
 std::vector<std::string> split_lines(const std::string& text, FinalRead finalRead)
 {
     std::vector<std::string> lines;
@@ -198,12 +217,12 @@ std::string apply_key_update(const std::string& oldText, const KeyUpdate& update
 int update_key_in_file(const std::string& path, const KeyUpdate& update, const std::string* textWhenMissing)
 {
     std::string old;
-    if (!read_file(path, old, Access::ReadWrite)) {
-        if (textWhenMissing == nullptr)
-            return status::kFileOpen;
-        return replace_file(path, *textWhenMissing);
-    }
-    return replace_file(path, apply_key_update(old, update));
+    ReadOutcome outcome = read_for_rewrite(path, old);
+    if (outcome == ReadOutcome::Read)
+        return replace_file(path, apply_key_update(old, update));
+    if (outcome == ReadOutcome::Failed || textWhenMissing == nullptr)
+        return status::kFileOpen;
+    return replace_file(path, *textWhenMissing);
 }
 
 int write_scratch(const char* scratchPath, const std::string& text)

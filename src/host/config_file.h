@@ -26,6 +26,14 @@ enum class Access { Read, ReadWrite };
 
 bool read_file(const std::string& path, std::string& text, Access access = Access::Read);
 
+// A read ahead of a rewrite. A file that does not open for reading and
+// writing (it is missing, or the caller may not open it) is Unopened, and
+// some writers then write it afresh; a file that fails for any other reason
+// (an I/O error) is Failed, and must be left as it is: writing it afresh
+// would lose what it holds.
+enum class ReadOutcome { Read, Unopened, Failed };
+ReadOutcome read_for_rewrite(const std::string& path, std::string& text);
+
 // Whether the read that meets the end of a file after its final line feed
 // yields one more, empty line. The rewrite loops that test for the end before
 // each read see it, and so add one empty line per rewrite.

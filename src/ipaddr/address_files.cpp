@@ -61,8 +61,9 @@ int modify_file(int distribution, const char* ifname, const ipaddr::AddressChang
     const std::string path = dialect->interface_file(name);
 
     std::string old;
-    if (!host::read_file(path, old, host::Access::ReadWrite)) {
-        if (!may_create(path))
+    host::ReadOutcome outcome = host::read_for_rewrite(path, old);
+    if (outcome != host::ReadOutcome::Read) {
+        if (outcome == host::ReadOutcome::Failed || !may_create(path))
             return status::kFileOpen;
         return host::replace_file(path, numbered ? ipaddr::new_suse_address_file(change)
                                                  : ipaddr::new_redhat_address_file(change));
