@@ -70,7 +70,13 @@ int rewrite_shared_file(const std::string& target, const std::string& content)
     if (fd < 0)
         return status::kFileOpen;
     std::string old;
-    bool ok = read_all(fd, old) && lseek(fd, 0, SEEK_SET) == 0 && write_all(fd, content)
+    // Nothing is written, and nothing is to be put back, until the old
+    // content has been read whole.
+    if (!read_all(fd, old)) {
+        close(fd);
+        return status::kFileOpen;
+    }
+    bool ok = lseek(fd, 0, SEEK_SET) == 0 && write_all(fd, content)
               && ftruncate(fd, static_cast<off_t>(content.size())) == 0 && fsync(fd) == 0;
     if (!ok && lseek(fd, 0, SEEK_SET) == 0 && write_all(fd, old))
         ftruncate(fd, static_cast<off_t>(old.size()));
