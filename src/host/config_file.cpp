@@ -27,12 +27,6 @@ std::string directory_of(const std::string& path)
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-std::string base_name_of(const std::string& path)
-{
-    size_t slash = path.rfind('/');
-    return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
 // The file a write to `path` must replace: symbolic links are followed to
 // their final target, which need not exist yet.
 bool resolve_target(const std::string& path, std::string& target)
@@ -86,7 +80,10 @@ int rewrite_shared_file(const std::string& target, const std::string& content)
 
 int replace_through_rename(const std::string& target, const std::string& content, const struct stat* old)
 {
-    std::string temporary = directory_of(target) + "/." + base_name_of(target) + ".XXXXXX";
+    // Named so that no reader takes a write cut short by a crash for a
+    // configuration file: neither the distribution's ifcfg-* globs nor the
+    // directory scans that look for "ifcfg-" anywhere in a name.
+    std::string temporary = directory_of(target) + "/.linnet-new.XXXXXX";
     int fd = mkostemp(&temporary[0], O_CLOEXEC);
     if (fd < 0)
         return status::kFileOpen;
