@@ -8,6 +8,7 @@
 
 #include <linux/ethtool.h>
 #include <map>
+#include <optional>
 #include <string>
 
 // Sets dev->isDhcp from the interface's configuration file; 0, or the status
@@ -71,6 +72,19 @@ int fill_pci_ids(const char* ifName, _NetworkDevice* dev, DetailCache& cache);
 int fill_description(const char* ifName, _NetworkDevice* dev, DetailCache& cache);
 int link_detected(const char* ifName, DetailCache& cache);
 int driver_info(ethtool_drvinfo* info, const char* ifName, int socketFd);
+
+// The kernel's VLAN tables, read from their text. The text after `key` on
+// the first non-comment line of a VLAN's own file (/proc/net/vlan/NAME)
+// that holds it; none when no line does.
+std::optional<std::string> vlan_file_value(const std::string& text, const char* key);
+// The ID such a file gives: its "VID: " value cut at the first " \t" pair,
+// read as strtol reads it; 0 without one.
+int vlan_id_in(const std::string& text);
+// The VLAN interface that /proc/net/vlan/config lists for the parent and ID:
+// the first line holding the parent whose '|'-separated ID equals `vlanId`
+// and whose trimmed owner is the parent; the name trimmed. None when no line
+// does.
+std::optional<std::string> vlan_interface_in(const std::string& configText, const char* parent, unsigned short vlanId);
 
 // The part of a name before '@' (the whole name when it has none).
 std::string before_at(const std::string& name);
