@@ -314,7 +314,8 @@ SuseAppend suse_entry_to_append(const std::string& oldText, const std::string& a
     SuseAppend entry;
     if (dhcp && nextLabel == 0) {
         entry.indexed = true;
-        entry.text = numbered_entry(nextIndex + 1, address, netmask, nextLabel);
+        // One index more, wrapping like the counts above rather than overflowing.
+        entry.text = numbered_entry(static_cast<int>(static_cast<long>(nextIndex) + 1), address, netmask, nextLabel);
     } else if (nextIndex == -1) {
         if (!bootSeen)
             entry.text += "BOOTPROTO='static'\n";

@@ -127,6 +127,9 @@ TEST(SuseAppend, NextIndexAndLabel)
         {"BOOTPROTO='dhcp' IPADDR3='x'\n", "IPADDR5='10.1.1.5'\nNETMASK5='255.255.255.0'\nLABEL5='0'\n", 0},
         {"BOOTPROTO='dhcp'\nIPADDR3='x'\nLABEL3='6'\n", "IPADDR4='10.1.1.5'\nNETMASK4='255.255.255.0'\nLABEL4='7'\n",
          7},
+        // The highest index wraps instead of overflowing.
+        {"BOOTPROTO='dhcp'\nIPADDR2147483646='x'\n",
+         "IPADDR-2147483648='10.1.1.5'\nNETMASK-2147483648='255.255.255.0'\nLABEL-2147483648='0'\n", 0},
         // The last key read decides; negative numbers change nothing.
         {"IPADDR5='a'\nIPADDR='b'\nLABEL0='3'\nLABEL1='-2'\n",
          "IPADDR0='10.1.1.5'\nNETMASK0='255.255.255.0'\nLABEL0='4'\n", 4},
