@@ -2,6 +2,7 @@
 
 #include "distro.h"
 
+#include <cctype>
 #include <cstring>
 
 namespace host {
@@ -37,10 +38,37 @@ std::string ConfigDialect::routes_file() const
     return std::string(configDir) + "routes";
 }
 
+namespace {
+
+// The characters interface names and alias labels are made of. None has a
+// meaning to the shell that sources a configuration file, and none ends a line.
+bool is_name_character(char c)
+{
+    return isalnum(static_cast<unsigned char>(c)) != 0 || strchr("._-:+", c) != nullptr;
+}
+
+} // namespace
+
 bool is_file_name_safe(const char* name)
 {
-    return name != nullptr && *name != '\0' && strchr(name, '/') == nullptr && strcmp(name, ".") != 0
-           && strcmp(name, "..") != 0;
+    if (name == nullptr || *name == '\0' || strcmp(name, ".") == 0 || strcmp(name, "..") == 0)
+        return false;
+    for (const char* c = name; *c != '\0'; ++c) {
+        if (!is_name_character(*c))
+            return false;
+    }
+    return true;
+}
+
+bool is_value_safe(const char* text)
+{
+    if (text == nullptr)
+        return true;
+    for (const char* c = text; *c != '\0'; ++c) {
+        if (isalnum(static_cast<unsigned char>(*c)) == 0 && strchr(".:/_-", *c) == nullptr)
+            return false;
+    }
+    return true;
 }
 
 const ConfigDialect* dialect_for(int distro)

@@ -25,11 +25,19 @@ struct ConfigDialect {
     std::string routes_file() const;
 };
 
+// True when a text can be written as a value of a configuration line, as an
+// address, netmask, prefix or hardware address is: letters, digits and
+// ".:/_-" only, or nothing. Any other text could end the line or, in a file
+// a shell sources, run a command; it is never written.
+bool is_value_safe(const char* text);
+
 // The dialect of a distribution code; null for an unknown family.
 const ConfigDialect* dialect_for(int distro);
 
-// True when a name can stand in a configuration file's name: not empty, no
-// '/', not "." or "..". Other names never reach the file system.
+// True when a name can stand in a configuration file's name and in its lines:
+// letters, digits and "._-:+" only, not "." or "..". Other names never reach
+// the file system: one with '/' would lead out of the directory, one with a
+// line break or shell syntax would add lines or commands to the file.
 bool is_file_name_safe(const char* name);
 
 } // namespace host
