@@ -40,7 +40,7 @@ int change_to_dhcp_in_configfile(int distro, _NetworkDevice* dev)
         if (dialect == nullptr || dev == nullptr)
             return status::kFileOpen;
         std::string name = dhcp::config_name(field_text(dev->ifName));
-        if (!host::is_file_name_safe(name.c_str()))
+        if (!host::is_file_name_safe(name.c_str()) || !host::is_value_safe(field_text(dev->macAddrStr).c_str()))
             return status::kFileOpen;
         std::string path = dialect->interface_file(name);
 

@@ -6,6 +6,7 @@
 
 #include "dns_rules.h"
 #include "host/config_file.h"
+#include "host/dialect.h"
 #include "host/fixed_file.h"
 #include "host/operation_lock.h"
 #include "interface/guard.h"
@@ -61,8 +62,14 @@ int mod_entry_to_dns_config_file(char* oldAddress, char* newAddress, int operati
     const host::SerialSection section;
     if (oldAddress == nullptr || newAddress == nullptr)
         return status::kFailure;
+    // A blank or line break would make more than one "nameserver" line.
+    if (*newAddress == '\0' || !host::is_value_safe(newAddress))
+        return status::kFileOpen;
     return guarded([&]() -> int {
         const std::string line = dns::name_server_line(newAddress, dns::kLineBufferSize);
+        // Cut to the line buffer, the line would lose its line feed and join the next.
+        if (line.empty() || line.back() != '\n')
+            return status::kFileOpen;
         int checked = check_dns_entry(newAddress, operation);
         if (checked != status::kSuccess)
             return checked;

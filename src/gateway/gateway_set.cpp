@@ -70,11 +70,13 @@ int add_mod_gw_entry_conf_file(char* device, char* gateway)
         if (detected != status::kSuccess)
             return detected;
         const host::ConfigDialect* dialect = host::dialect_for(distro);
-        if (dialect == nullptr)
+        if (dialect == nullptr || gateway == nullptr || *gateway == '\0' || !host::is_value_safe(gateway))
             return status::kFileOpen;
         host::KeyUpdate update;
         std::string path;
         if (dialect->quotedValues) {
+            if (device != nullptr && !host::is_file_name_safe(device))
+                return status::kFileOpen;
             // Every default route line, whatever its interface, becomes this one.
             update.key = "default";
             update.line = "default " + text_of(gateway) + " - " + (device != nullptr ? device : "-") + " \n";

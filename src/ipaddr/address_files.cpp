@@ -84,6 +84,8 @@ int modify_networking_configfile(int distribution, char* ifname, char* address, 
 {
     const host::SerialSection section;
     return guarded([&] {
+        if (!host::is_value_safe(address) || !host::is_value_safe(netmask) || !host::is_value_safe(hwaddr))
+            return status::kFileOpen;
         ipaddr::AddressChange change{text_of(ifname), text_of(address), text_of(netmask),
                                      text_of(hwaddr), aliasNumber,      position};
         return modify_file(distribution, ifname, change);
@@ -94,7 +96,7 @@ int add_file_entry(char* path, int* label, char* address, char* netmask)
 {
     const host::SerialSection section;
     return guarded([&] {
-        if (path == nullptr || *path == '\0')
+        if (path == nullptr || *path == '\0' || !host::is_value_safe(address) || !host::is_value_safe(netmask))
             return status::kFileOpen;
         // Opened for appending and reading: a missing file is created.
         std::string old;

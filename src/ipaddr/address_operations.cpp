@@ -79,7 +79,9 @@ int add_alias_configuration(char* ifname, char* newIfname, char* address, char* 
     int distro = kDistroUnknown;
     int result = get_linux_distro(&distro);
     const host::ConfigDialect* dialect = host::dialect_for(distro);
-    if (dialect == nullptr || !host::is_file_name_safe(ifname))
+    const char* hwaddr = device != nullptr ? device->macAddrStr : "";
+    if (dialect == nullptr || !host::is_file_name_safe(ifname) || !host::is_value_safe(address)
+        || !host::is_value_safe(netmask) || !host::is_value_safe(hwaddr))
         return result != status::kSuccess ? result : status::kFileOpen;
     int alias = kPrimaryAlias;
     if (dialect->quotedValues) {
@@ -91,7 +93,6 @@ int add_alias_configuration(char* ifname, char* newIfname, char* address, char* 
         if (scanned <= 0)
             return status::kFileOpen;
         const std::string label = label_of(ifname, alias);
-        const char* hwaddr = device != nullptr ? device->macAddrStr : "";
         result = host::replace_file(dialect->interface_file(label),
                                     redhat_alias_file_text(label, alias, hwaddr, or_empty(address), or_empty(netmask)));
     }

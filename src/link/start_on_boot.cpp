@@ -46,6 +46,8 @@ int set_start_on_boot(char* ifname, unsigned char* hwaddr, bool enable)
     update.key = dialect->startOnBootKey;
     update.line = dialect->setting(update.key, value);
     const char* hw = hwaddr != nullptr ? reinterpret_cast<const char*>(hwaddr) : "";
+    if (!host::is_value_safe(hw))
+        return status::kFileOpen;
     const std::string missing = new_interface_file(*dialect, ifname, hw, update.line);
     return host::update_key_in_file(dialect->interface_file(ifname), update, &missing);
 }

@@ -111,9 +111,9 @@ int AddVlanIdConffile(char const* parent, unsigned short vlanId, _NetworkDevice*
         const VlanFileForm* form = form_for(dialect);
         if (result != status::kSuccess || form == nullptr)
             return result;
-        if (!host::is_file_name_safe(parent))
-            return status::kFileOpen;
         const char* hwaddr = parentRecord != nullptr ? parentRecord->macAddrStr : "";
+        if (!host::is_file_name_safe(parent) || !host::is_value_safe(hwaddr))
+            return status::kFileOpen;
         return host::replace_file(path_in(*dialect, form->fileName(parent, vlanId)),
                                   form->content(parent, vlanId, hwaddr));
     });

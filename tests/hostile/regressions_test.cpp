@@ -42,3 +42,33 @@ TEST(HostileRegressions, NamesThatAreNoInterfaceNamesReachNoFile)
     EXPECT_EQ(std::vector<std::string>{hostile::config_dir() + "ifcfg-eth9"}, restore.changed());
     restore.restore();
 }
+
+// Address, netmask, hardware address and gateway texts went into the files
+// as they came, line breaks and command substitutions included.
+TEST(HostileRegressions, ValuesThatAreNoAddressesReachNoFile)
+{
+    REQUIRE_TESTBED();
+    hostile::ConfigRestore restore;
+    const std::string eth1 = hostile::config_dir() + "ifcfg-eth1";
+    char netmask[] = "255.255.255.0";
+    for (std::string text : {"192.0.2.1;touch /run/canary-r3", "192.0.2.1\nGATEWAY=192.0.2.66", "$(>canary-r4)"}) {
+        char ifname[] = "eth1";
+        EXPECT_EQ(kFileOpen, modify_networking_configfile(testbed::family() == "suse" ? 2 : 1, ifname, &text[0],
+                                                          netmask, nullptr, "52:54:00:00:00:02", -1, 1));
+        std::string path = eth1;
+        int label = 0;
+        EXPECT_EQ(kFileOpen, add_file_entry(&path[0], &label, &text[0], netmask));
+        EXPECT_EQ(kFileOpen, add_mod_gw_entry_conf_file(ifname, &text[0]));
+        EXPECT_EQ(kFileOpen, EnableDeviceConfFile(ifname, reinterpret_cast<unsigned char*>(&text[0])));
+        EXPECT_EQ(kFileOpen, mod_entry_to_dns_config_file(const_cast<char*>("192.0.2.53"), &text[0], 3));
+        EXPECT_EQ(std::vector<std::string>{}, restore.changed()) << text;
+    }
+    // No gateway at all: a routes line without its gateway.
+    char device[] = "eth1";
+    EXPECT_EQ(kFileOpen, add_mod_gw_entry_conf_file(device, const_cast<char*>("")));
+    // A name server the line buffer would cut, losing its line feed.
+    std::string longName(70, 'a');
+    EXPECT_EQ(kFileOpen, mod_entry_to_dns_config_file(const_cast<char*>("192.0.2.53"), &longName[0], 3));
+    EXPECT_EQ(std::vector<std::string>{}, restore.changed());
+    restore.restore();
+}
