@@ -45,7 +45,8 @@ void fill_boot_protocol(_NetworkDevice* dev, DetailCache& cache)
 
 int driver_info(ethtool_drvinfo* info, const char* ifName, int socketFd)
 {
-    if (socketFd < 0 || info == nullptr || ifName == nullptr)
+    // Cut to the request's field, a longer name could be another interface's.
+    if (socketFd < 0 || info == nullptr || ifName == nullptr || strnlen(ifName, IFNAMSIZ) >= IFNAMSIZ)
         return 1;
     ifreq request;
     memset(&request, 0, sizeof request);
@@ -101,7 +102,7 @@ int fill_description(const char* ifName, _NetworkDevice* dev, DetailCache& cache
 int link_detected(const char* ifName, DetailCache& cache)
 {
     int socketFd = cache.socket();
-    if (ifName == nullptr || socketFd < 0)
+    if (ifName == nullptr || socketFd < 0 || strnlen(ifName, IFNAMSIZ) >= IFNAMSIZ)
         return 0;
     ifreq request;
     memset(&request, 0, sizeof request);

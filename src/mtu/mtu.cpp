@@ -59,6 +59,11 @@ int SetMTUIoctl(const char* ifname, unsigned int mtu)
         close(socketFd);
         return status::kMtuOutOfRange;
     }
+    // Cut to the request's field, a longer name could be another interface's.
+    if (ifname != nullptr && strnlen(ifname, IFNAMSIZ) >= IFNAMSIZ) {
+        close(socketFd);
+        return status::kFailure;
+    }
     ifreq request;
     memset(&request, 0, sizeof request);
     if (ifname != nullptr)

@@ -72,3 +72,19 @@ TEST(HostileRegressions, ValuesThatAreNoAddressesReachNoFile)
     EXPECT_EQ(std::vector<std::string>{}, restore.changed());
     restore.restore();
 }
+
+// The name was cut to the request's 15 characters, and the kernel reads
+// "eth0:..." as eth0: a name of no interface set eth0's MTU.
+TEST(HostileRegressions, NamesLongerThanTheKernelsAreNotCutToAnother)
+{
+    REQUIRE_TESTBED();
+    const std::string before = live_mtu("eth0");
+    EXPECT_EQ(1, SetMTUIoctl("eth0:1/../../../../../etc/hostile-out", 1400));
+    EXPECT_EQ(1, SetMTUIoctl("eth0:1234567890123", 1400));
+    EXPECT_EQ(before, live_mtu("eth0"));
+    ethtool_drvinfo info{};
+    EXPECT_EQ(1, get_ethtool_drv_details(&info, const_cast<char*>("eth0:1234567890123")));
+    EXPECT_EQ(0, get_ethtool_details(const_cast<char*>("eth0:1234567890123")));
+    EXPECT_EQ(0, get_ethtool_drv_details(&info, const_cast<char*>("eth0")));
+    EXPECT_EQ(1, get_ethtool_details(const_cast<char*>("eth0")));
+}
