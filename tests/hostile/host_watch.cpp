@@ -168,6 +168,7 @@ Outcome run_in_child(const std::function<int()>& call, unsigned timeLimitSeconds
         outcome.how = "no pipe";
         return outcome;
     }
+    mkdir(kCallDir, 0755);
     fflush(nullptr);
     pid_t pid = fork();
     if (pid == 0) {
