@@ -9,7 +9,8 @@
 #include "host/operation_lock.h"
 
 #include <cstring>
-#include <fstream>
+#include <sstream>
+#include <string>
 #include <unistd.h>
 
 int _GetNetworkAdaptors(char const* path)
@@ -33,8 +34,12 @@ int populate_struct_from_file(_NetworkDevice** list, int withAddresses)
     // Memory running out while parsing reads as the parser's 99; what was
     // built so far stays linked for the caller to free.
     return guarded([&] {
-        std::ifstream snapshot(kLinkSnapshotPath);
-        return snapshot ? inventory::parse_link_snapshot(snapshot, list, withAddresses) : 0;
+        // Read as it was written: the file we created, never a link.
+        std::string text;
+        if (!host::read_fixed_file(kLinkSnapshotPath, text))
+            return 0;
+        std::istringstream snapshot(text);
+        return inventory::parse_link_snapshot(snapshot, list, withAddresses);
     });
 }
 

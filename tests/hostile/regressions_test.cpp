@@ -4,6 +4,8 @@
 #include "host_watch.h"
 
 #include "dns/dns.h"
+#include "interface/lists.h"
+#include "inventory/snapshot.h"
 #include "gateway/gateway.h"
 #include "inventory/details.h"
 #include "ipaddr/address_files.h"
@@ -87,4 +89,21 @@ TEST(HostileRegressions, NamesLongerThanTheKernelsAreNotCutToAnother)
     EXPECT_EQ(0, get_ethtool_details(const_cast<char*>("eth0:1234567890123")));
     EXPECT_EQ(0, get_ethtool_drv_details(&info, const_cast<char*>("eth0")));
     EXPECT_EQ(1, get_ethtool_details(const_cast<char*>("eth0")));
+}
+
+// The snapshot is read as the listing wrote it: a link found at its name (put
+// there between the write and the read) is not followed to another file.
+TEST(HostileRegressions, SnapshotReadFollowsNoLink)
+{
+    REQUIRE_TESTBED();
+    testbed::write("/run/planted-snapshot", "2: eth7: <BROADCAST,MULTICAST,UP,LOWER_UP> mtu 1500 qdisc noop state UP\n"
+                                            "    link/ether 52:54:00:00:00:77 brd ff:ff:ff:ff:ff:ff\n");
+    ASSERT_EQ(0, symlink("/run/planted-snapshot", "/tmp/printlinkinfo"));
+    _NetworkDevice* list = new_device_node();
+    _NetworkDevice* head = list;
+    EXPECT_EQ(0, populate_struct_from_file(&list, 0));
+    EXPECT_EQ('\0', head->ifName[0]) << "the planted file was parsed: " << head->ifName;
+    free_NetDev_List(head);
+    testbed::remove("/tmp/printlinkinfo");
+    testbed::remove("/run/planted-snapshot");
 }
