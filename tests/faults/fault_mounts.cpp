@@ -63,10 +63,10 @@ bool FullFileSystem::fill_up()
 ReadOnlyMount::ReadOnlyMount(const std::string& directory, const std::vector<std::string>& writable)
     : directory_(directory)
 {
-    mounted_ = mount(directory.c_str(), directory.c_str(), nullptr, MS_BIND, nullptr) == 0;
-    ready_ = mounted_ && mount(nullptr, directory.c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) == 0;
+    mounted_ = mount(directory.c_str(), directory.c_str(), "none", MS_BIND, nullptr) == 0;
+    ready_ = mounted_ && mount("none", directory.c_str(), "none", MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) == 0;
     for (const std::string& path : writable) {
-        if (ready_ && mount(path.c_str(), path.c_str(), nullptr, MS_BIND, nullptr) == 0)
+        if (ready_ && mount(path.c_str(), path.c_str(), "none", MS_BIND, nullptr) == 0)
             writable_.push_back(path);
         else
             ready_ = false;
