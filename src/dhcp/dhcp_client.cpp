@@ -60,7 +60,6 @@ std::string literal(const char* text)
 
 int enableDhcp(char const* ifname, _NetworkDevice* dev, unsigned char writeConfig)
 {
-    const host::SerialSection section;
     return guarded([&]() -> int {
         int distro = kDistroUnknown;
         int result = get_linux_distro(&distro);

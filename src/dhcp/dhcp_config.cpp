@@ -5,7 +5,6 @@
 #include "dhcp_rules.h"
 #include "host/config_file.h"
 #include "host/dialect.h"
-#include "host/operation_lock.h"
 #include "interface/guard.h"
 #include "interface/status.h"
 
@@ -34,7 +33,6 @@ bool writable_or_missing(const std::string& path)
 
 int change_to_dhcp_in_configfile(int distro, _NetworkDevice* dev)
 {
-    const host::SerialSection section;
     return guarded([&]() -> int {
         const host::ConfigDialect* dialect = host::dialect_for(distro);
         if (dialect == nullptr || dev == nullptr)

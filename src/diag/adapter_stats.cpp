@@ -80,7 +80,6 @@ int ParseSysNetDev(_InterfaceStats* stats, char* ifname)
 
 int NetworkAdapter::GetAdapterStats(const char* ifname, void* buf, unsigned int* len)
 {
-    const host::SerialSection section;
     return guarded([&] {
         if (ifname == nullptr)
             return status::kNoInterface;

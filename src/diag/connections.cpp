@@ -2,8 +2,6 @@
 #include "diag_text.h"
 #include "interface/guard.h"
 
-#include "host/operation_lock.h"
-
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -59,7 +57,6 @@ bool copy_table(const char* path, uint8_t protocol, _ConnectionEntry& record, Ou
 
 int NetworkAdapter::GetConnections(void* buf, unsigned int* len)
 {
-    const host::SerialSection section;
     return guarded([&] {
         _ConnectionEntry record;
         memset(&record, 0, sizeof record);

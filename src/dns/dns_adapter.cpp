@@ -93,13 +93,11 @@ int for_listed_adapter(NetworkAdapter& adapter, char const* name, Edit&& edit)
 int NetworkAdapter::GetAdapterDnsServerWrapper(char const* name, unsigned int, unsigned int, void* buf,
                                                unsigned int* len)
 {
-    const host::SerialSection section;
     return guarded([&] { return for_listed_adapter(*this, name, [&] { return hand_out_entries(buf, len); }); });
 }
 
 int NetworkAdapter::SetAdapterDnsWrapper(char const* name, _NetParams* params)
 {
-    const host::SerialSection section;
     return guarded([&]() -> int {
         if (params == nullptr)
             return linnet_report_failure(*this, status::kFailure);

@@ -109,7 +109,6 @@ int _GetRouteLists(char const* path)
 
 int populate_list_gateway(_IpAddress* record, char* device)
 {
-    const host::SerialSection section;
     return guarded([&] {
         std::string snapshot;
         if (!host::read_fixed_file(kRouteSnapshotPath, snapshot))
@@ -127,7 +126,6 @@ int populate_list_gateway(_IpAddress* record, char* device)
 
 int get_ifname_gw_set(char* device, char*)
 {
-    const host::SerialSection section;
     return guarded([&] {
         AddressRecord record(new_address_node());
         if (!record)
@@ -148,7 +146,6 @@ int get_ifname_gw_set(char* device, char*)
 
 int get_gateway_bootproto_from_conf_file(char* ifname, char* gateway, int* found)
 {
-    const host::SerialSection section;
     return guarded([&]() -> int {
         int distro = kDistroUnknown;
         int detected = get_linux_distro(&distro);

@@ -39,7 +39,6 @@ int command_result(const host::Command& command)
 
 int _SetGateway(char* device, char* gateway)
 {
-    const host::SerialSection section;
     return guarded([&] {
         // The device is appended to "dev" with no blank between them.
         if (device != nullptr)
@@ -51,7 +50,6 @@ int _SetGateway(char* device, char* gateway)
 
 int _DelGateway()
 {
-    const host::SerialSection section;
     return guarded([] { return command_result(host::Command::format("/sbin/ip route del default")); });
 }
 
@@ -63,7 +61,6 @@ int DelGateway(char*, char*)
 
 int add_mod_gw_entry_conf_file(char* device, char* gateway)
 {
-    const host::SerialSection section;
     return guarded([&]() -> int {
         int distro = kDistroUnknown;
         int detected = get_linux_distro(&distro);
@@ -95,7 +92,6 @@ int add_mod_gw_entry_conf_file(char* device, char* gateway)
 
 int SetGateway(char* gateway)
 {
-    const host::SerialSection section;
     return guarded([&] {
         char device[gateway::kDeviceBufferSize] = {};
         int result = _SetGateway(nullptr, gateway);

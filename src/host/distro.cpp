@@ -5,8 +5,6 @@
 #include "interface/guard.h"
 #include "interface/status.h"
 
-#include "host/operation_lock.h"
-
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -48,7 +46,6 @@ std::vector<std::string> pieces_as_read(const std::string& output, size_t maxCha
 
 int get_linux_distro(int* distro)
 {
-    const host::SerialSection section;
     return guarded([&]() -> int {
         std::string issue;
         if (!host::read_file(kIssuePath, issue, host::Access::ReadWrite))
@@ -70,7 +67,6 @@ int get_linux_distro(int* distro)
 
 int GetCurrentRunLevel(int)
 {
-    const host::SerialSection section;
     return guarded([&]() -> int {
         std::string output;
         if (host::capture(host::Command::format("runlevel"), output) != 0) {

@@ -7,8 +7,6 @@
 #include "interface/guard.h"
 #include "interface/status.h"
 
-#include "host/operation_lock.h"
-
 #include <cstdio>
 #include <cstring>
 
@@ -70,7 +68,6 @@ int networking_from_rc_links(int distro)
 
 int CheckNetworkingEnabled(int distro)
 {
-    const host::SerialSection section;
     return guarded([&]() -> int {
         if (distro == kDistroRedHat || distro == kDistroXenServer)
             return read_yes_no_setting(kNetworkSettingsPath, "NETWORKING=") == Setting::Yes
@@ -84,7 +81,6 @@ int CheckNetworkingEnabled(int distro)
 
 int CheckNetworkManagerEnabled(int, int distro)
 {
-    const host::SerialSection section;
     return guarded([&]() -> int {
         if (distro == kDistroSuse)
             return read_yes_no_setting(kSuseNetworkConfigPath, "NETWORKMANAGER=") == Setting::Yes ? 1 : 0;

@@ -119,7 +119,6 @@ int link_detected(const char* ifName, DetailCache& cache)
 
 int get_bootproto(_NetworkDevice* dev)
 {
-    const host::SerialSection section;
     return guarded([&]() -> int {
         if (dev == nullptr)
             return status::kFailure;
@@ -135,7 +134,6 @@ int get_bootproto(_NetworkDevice* dev)
 
 int get_vendor_device_ids(char* ifName, _NetworkDevice* dev)
 {
-    const host::SerialSection section;
     return guarded([&]() -> int {
         if (ifName == nullptr || dev == nullptr)
             return status::kSuccess;
@@ -146,7 +144,6 @@ int get_vendor_device_ids(char* ifName, _NetworkDevice* dev)
 
 int get_adapter_desc(char* ifName, _NetworkDevice* dev)
 {
-    const host::SerialSection section;
     return guarded([&]() -> int {
         if (ifName == nullptr || dev == nullptr)
             return status::kSuccess;

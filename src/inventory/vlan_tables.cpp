@@ -80,7 +80,6 @@ std::optional<std::string> vlan_interface_in(const std::string& configText, cons
 
 int get_vlan_id(char const* vlanIf)
 {
-    const host::SerialSection section;
     return guarded([&]() -> int {
         std::string text;
         return read_vlan_file(vlanIf, text) ? inventory::vlan_id_in(text) : 0;
@@ -103,7 +102,6 @@ char* get_vlan_parent(char const* vlanIf)
 
 int get_vlan_interface_name(char const* parent, unsigned short vlanId, int, char* out)
 {
-    const host::SerialSection section;
     return guarded([&]() -> int {
         if (out == nullptr || parent == nullptr)
             return 1;

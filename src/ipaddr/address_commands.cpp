@@ -70,7 +70,6 @@ int get_brd_addr(char* out, _IpAddress* record)
 
 int _SetIpAddress(const char* ifname, const char* addressPrefix, const char* broadcast, const char* label)
 {
-    const host::SerialSection section;
     return guarded([&] {
         std::string text = "/sbin/ip addr add %s dev %s";
         std::vector<host::Command::Value> values = {addressPrefix, ifname};
@@ -101,7 +100,6 @@ int AddSetIPAddress(char* ifname, char* addressPrefix, char* broadcast, char* la
 // errno is not cleared first: a stale ECHILD also counts as success.
 int _DelIpAddress(const char* ifname, const char* addressPrefix)
 {
-    const host::SerialSection section;
     return guarded([&] {
         int result = host::run(host::Command::format("/sbin/ip addr del %s dev %s", addressPrefix, ifname));
         return errno == ECHILD ? static_cast<int>(status::kSuccess) : result;

@@ -9,7 +9,6 @@
 #include "host/dialect.h"
 #include "host/distro.h"
 #include "host/fixed_file.h"
-#include "host/operation_lock.h"
 #include "interface/guard.h"
 #include "interface/status.h"
 
@@ -82,7 +81,6 @@ int modify_file(int distribution, const char* ifname, const ipaddr::AddressChang
 int modify_networking_configfile(int distribution, char* ifname, char* address, char* netmask, char*,
                                  const char* hwaddr, int aliasNumber, int position)
 {
-    const host::SerialSection section;
     return guarded([&] {
         if (!host::is_value_safe(address) || !host::is_value_safe(netmask) || !host::is_value_safe(hwaddr))
             return status::kFileOpen;
@@ -94,7 +92,6 @@ int modify_networking_configfile(int distribution, char* ifname, char* address, 
 
 int add_file_entry(char* path, int* label, char* address, char* netmask)
 {
-    const host::SerialSection section;
     return guarded([&] {
         if (path == nullptr || *path == '\0' || !host::is_value_safe(address) || !host::is_value_safe(netmask))
             return status::kFileOpen;
@@ -112,7 +109,6 @@ int add_file_entry(char* path, int* label, char* address, char* netmask)
 
 int delete_file_entry(char* path, int, char* address, char*)
 {
-    const host::SerialSection section;
     return guarded([&] {
         std::string old;
         if (path == nullptr || !host::read_file(path, old, host::Access::ReadWrite))
@@ -132,7 +128,6 @@ int delete_file_entry(char* path, int, char* address, char*)
 
 int NetworkAdapter::GetAndSetIpAddrFromConfFile(char* name, int* isDhcp, char* address, _NetworkDevice*, _IpAddress*)
 {
-    const host::SerialSection section;
     return guarded([&] {
         int distro = kDistroUnknown;
         int result = get_linux_distro(&distro);

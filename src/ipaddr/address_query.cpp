@@ -21,7 +21,6 @@ int NetworkAdapter::GetAdapterIpAddress(char const* name, unsigned int family, u
 int NetworkAdapter::GetAdapterIpAddressWrapper(char const* name, unsigned int, unsigned int, void* buf,
                                                unsigned int* len)
 {
-    const host::SerialSection section;
     return guarded([&]() -> int {
         inventory::AdapterList list(1);
         int result = list.status();

@@ -22,7 +22,6 @@ const char* or_empty(const char* text)
 
 int BringLinkUp(char* ifname)
 {
-    const host::SerialSection section;
     return guarded([&] {
         int result = host::run(host::Command::format("/sbin/ip link set dev %s up", or_empty(ifname)));
         if (result == 0 || errno == ECHILD || errno == 0)
@@ -34,7 +33,6 @@ int BringLinkUp(char* ifname)
 
 int BringLinkDown(char* ifname)
 {
-    const host::SerialSection section;
     return guarded([&] {
         int result = host::run(host::Command::format("/sbin/ip link set dev %s down", or_empty(ifname)));
         return errno == ECHILD ? status::kSuccess : result;

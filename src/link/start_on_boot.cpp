@@ -5,7 +5,6 @@
 #include "host/config_file.h"
 #include "host/dialect.h"
 #include "host/distro.h"
-#include "host/operation_lock.h"
 #include "interface/guard.h"
 #include "interface/status.h"
 
@@ -56,12 +55,10 @@ int set_start_on_boot(char* ifname, unsigned char* hwaddr, bool enable)
 
 int EnableDeviceConfFile(char* ifname, unsigned char* hwaddr)
 {
-    const host::SerialSection section;
     return guarded([&] { return set_start_on_boot(ifname, hwaddr, true); });
 }
 
 int DisableDeviceConfFile(char* ifname, unsigned char* hwaddr)
 {
-    const host::SerialSection section;
     return guarded([&] { return set_start_on_boot(ifname, hwaddr, false); });
 }

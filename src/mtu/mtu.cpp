@@ -88,7 +88,6 @@ int NetworkAdapter::SetMTUInConfigFile(char* name, char* hwaddr, unsigned int mt
 
 int NetworkAdapter::SetMtuWrapper(char const* ifname, unsigned int mtu)
 {
-    const host::SerialSection section;
     return guarded([&]() -> int {
         inventory::AdapterList list(0);
         if (list.status() != status::kSuccess)
@@ -108,6 +107,5 @@ int NetworkAdapter::SetMtuWrapper(char const* ifname, unsigned int mtu)
 
 int NetworkAdapter::SetMTUInConfigFileWrapper(char* ifname, char*, unsigned int mtu)
 {
-    const host::SerialSection section;
     return guarded([&] { return write_mtu_setting(ifname, mtu); });
 }

@@ -6,7 +6,6 @@
 #include "host/config_file.h"
 #include "host/dialect.h"
 #include "host/distro.h"
-#include "host/operation_lock.h"
 #include "interface/guard.h"
 #include "interface/status.h"
 
@@ -103,7 +102,6 @@ void remove_alias_files(const host::ConfigDialect& dialect, const std::string& v
 
 int AddVlanIdConffile(char const* parent, unsigned short vlanId, _NetworkDevice* parentRecord)
 {
-    const host::SerialSection section;
     return guarded([&]() -> int {
         int distro = kDistroUnknown;
         int result = get_linux_distro(&distro);
@@ -122,7 +120,6 @@ int AddVlanIdConffile(char const* parent, unsigned short vlanId, _NetworkDevice*
 // The record is not needed: the files are found by the parent's name and ID.
 int NetworkAdapter::RemVlanIdConffile(char const* parent, unsigned short vlanId, _NetworkDevice*)
 {
-    const host::SerialSection section;
     return guarded([&]() -> int {
         int distro = kDistroUnknown;
         int result = get_linux_distro(&distro);

@@ -86,7 +86,6 @@ int add_vlan_interface(const char* parent, unsigned short vlanId)
 
 int check_vlanid_exists(char const* parent, unsigned short vlanId, _NetworkDevice* list)
 {
-    const host::SerialSection section;
     return guarded([&]() -> int {
         int distro = kDistroUnknown;
         int result = get_linux_distro(&distro);
@@ -127,7 +126,6 @@ int NetworkAdapter::RemoveVlan(char const* parent, unsigned short vlanId)
 int NetworkAdapter::SetVlanIdWrapper(char const* parent, unsigned short vlanId, unsigned char,
                                      int networkManagerEnabled)
 {
-    const host::SerialSection section;
     return guarded([&]() -> int {
         if (parent == nullptr || strchr(parent, '.') != nullptr || strstr(parent, "vlan") != nullptr)
             return linnet_report_failure(*this, status::kNoInterface);
@@ -161,7 +159,6 @@ int NetworkAdapter::SetVlanIdWrapper(char const* parent, unsigned short vlanId, 
 
 int NetworkAdapter::RemoveVlanWrapper(char const* parent, unsigned short vlanId)
 {
-    const host::SerialSection section;
     return guarded([&]() -> int {
         // Unlike creation, ID 0 passes here and goes on to the search.
         if (parent == nullptr || vlanId > kHighestVlanId)
