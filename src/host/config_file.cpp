@@ -16,90 +16,6 @@ namespace host {
 
 namespace {
 
-constexpr mode_t kNewFileMode = 0644;
-constexpr int kMaxSymlinkHops = 40;
-
-std::string directory_of(const std::string& path)
-{
-    size_t slash = path.rfind('/');
-    if (slash == std::string::npos)
-        return ".";
-    return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-// The file a write to `path` must replace: symbolic links are followed to
-// their final target, which need not exist yet.
-bool resolve_target(const std::string& path, std::string& target)
-{
-    target = path;
-    for (int hop = 0; hop < kMaxSymlinkHops; ++hop) {
-        struct stat info;
-        if (lstat(target.c_str(), &info) == -1 || !S_ISLNK(info.st_mode))
-            return true;
-        char link[PATH_MAX];
-        ssize_t n = readlink(target.c_str(), link, sizeof link - 1);
-        if (n < 0)
-            return false;
-        link[n] = '\0';
-        target = link[0] == '/' ? std::string(link) : directory_of(target) + "/" + link;
-    }
-    errno = ELOOP;
-    return false;
-}
-
-void sync_directory(const std::string& directory)
-{
-    int fd = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd >= 0) {
-        fsync(fd);
-        close(fd);
-    }
-}
-
-// Rewrites a file that other names share in place, so they keep sharing it.
-// When the write fails the old content is put back.
-int rewrite_shared_file(const std::string& target, const std::string& content)
-{
-    int fd = open(target.c_str(), O_RDWR | O_CLOEXEC);
-    if (fd < 0)
-        return status::kFileOpen;
-    std::string old;
-    // Nothing is written, and nothing is to be put back, until the old
-    // content has been read whole.
-    if (!read_all(fd, old)) {
-        close(fd);
-        return status::kFileOpen;
-    }
-    bool ok = lseek(fd, 0, SEEK_SET) == 0 && write_all(fd, content)
-              && ftruncate(fd, static_cast<off_t>(content.size())) == 0 && fsync(fd) == 0;
-    if (!ok && lseek(fd, 0, SEEK_SET) == 0 && write_all(fd, old))
-        ftruncate(fd, static_cast<off_t>(old.size()));
-    close(fd);
-    return ok ? status::kSuccess : status::kFileOpen;
-}
-
-int replace_through_rename(const std::string& target, const std::string& content, const struct stat* old)
-{
-    // Named so that no reader takes a write cut short by a crash for a
-    // configuration file: neither the distribution's ifcfg-* globs nor the
-    // directory scans that look for "ifcfg-" anywhere in a name.
-    std::string temporary = directory_of(target) + "/.linnet-new.XXXXXX";
-    int fd = mkostemp(&temporary[0], O_CLOEXEC);
-    if (fd < 0)
-        return status::kFileOpen;
-    bool ok = fchmod(fd, old ? (old->st_mode & 07777) : kNewFileMode) == 0;
-    if (ok && old != nullptr && fchown(fd, old->st_uid, old->st_gid) == -1)
-        ok = errno == EPERM;
-    ok = ok && write_all(fd, content) && fsync(fd) == 0;
-    ok = close(fd) == 0 && ok;
-    if (ok && rename(temporary.c_str(), target.c_str()) == 0) {
-        sync_directory(directory_of(target));
-        return status::kSuccess;
-    }
-    unlink(temporary.c_str());
-    return status::kFileOpen;
-}
-
 std::string cut_at_nul(const std::string& line)
 {
     size_t nul = line.find('\0');
@@ -167,23 +83,6 @@ std::vector<std::string> split_words(const std::string& text)
     if (!word.empty())
         words.push_back(cut_at_nul(word));
     return words;
-}
-
-int replace_file(const std::string& path, const std::string& content)
-{
-    std::string target;
-    if (path.empty() || !resolve_target(path, target))
-        return status::kFileOpen;
-    struct stat info;
-    if (stat(target.c_str(), &info) == -1)
-        return errno == ENOENT ? replace_through_rename(target, content, nullptr) : status::kFileOpen;
-    // An existing file is rewritten only where it could be opened for
-    // writing; the directory's permission to rename over it is not enough.
-    if (!S_ISREG(info.st_mode) || faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0)
-        return status::kFileOpen;
-    if (info.st_nlink > 1)
-        return rewrite_shared_file(target, content);
-    return replace_through_rename(target, content, &info);
 }
 
 int append_to_file(const std::string& path, const std::string& text)

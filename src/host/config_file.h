@@ -5,11 +5,14 @@
 // line-oriented C reader returns (cut at a NUL byte), a line whose first
 // character is '#' is a comment, and a key is found by a plain substring test.
 //
-// Every rewrite is atomic: the new content goes to a temporary file in the
-// same directory, is flushed to disk and renamed over the file, keeping its
-// mode and owner. A symbolic link keeps pointing at its (replaced) target; a
-// file with several hard links is rewritten in place, and restored when that
-// fails. A failed write leaves the old file exactly as it was.
+// Every rewrite replaces the file through a temporary file in the same
+// directory, flushed to disk and renamed over it, carrying the file's owner,
+// mode and extended attributes (its security label included); a symbolic
+// link keeps pointing at its (replaced) target. A file that a rename cannot
+// stand in for (hard links, a bind mount of its own, a directory the caller
+// may not write, an owner or label the caller cannot give) is rewritten in
+// place instead, and restored when that fails. A failed write leaves the old
+// file exactly as it was. New files get 0666 less the caller's umask.
 #ifndef LINNET_HOST_CONFIG_FILE_H
 #define LINNET_HOST_CONFIG_FILE_H
 
