@@ -15,7 +15,11 @@
 #include <cstdio>
 #include <map>
 #include <sstream>
+#include <cstring>
+#include <sys/mount.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 namespace {
@@ -38,6 +42,49 @@ std::string tally(const std::map<int, int>& statuses)
     for (const auto& [status, times] : statuses)
         text << (text.tellp() > 0 ? ", " : "") << "status " << status << " x" << times;
     return text.str();
+}
+
+// What a real host gives its configuration files besides their bytes: an
+// SELinux label, a user attribute and an owner other than the caller.
+constexpr const char* kLabel = "system_u:object_r:net_conf_t:s0";
+constexpr uid_t kOwner = 1234;
+
+std::string identity_of(const std::string& path)
+{
+    struct stat info {};
+    char label[64] = {};
+    char user[128] = {};
+    stat(path.c_str(), &info);
+    getxattr(path.c_str(), "security.selinux", label, sizeof label - 1);
+    getxattr(path.c_str(), "user.linnet", user, sizeof user - 1);
+    return std::to_string(info.st_uid) + ":" + std::to_string(info.st_gid) + " " + label + " " + user;
+}
+
+void mark(const std::string& path)
+{
+    setxattr(path.c_str(), "security.selinux", kLabel, strlen(kLabel) + 1, 0);
+    setxattr(path.c_str(), "user.linnet", path.data(), path.size(), 0);
+    chown(path.c_str(), kOwner, kOwner);
+}
+
+void unmark(const std::string& path)
+{
+    removexattr(path.c_str(), "security.selinux");
+    removexattr(path.c_str(), "user.linnet");
+    chown(path.c_str(), 0, 0);
+}
+
+std::string bind_source(const std::string& path)
+{
+    return "/run/faults-bound-" + path.substr(path.rfind('/') + 1);
+}
+
+bool shows(const std::string& path, const std::string& source)
+{
+    struct stat shown {};
+    struct stat bound {};
+    return stat(path.c_str(), &shown) == 0 && stat(source.c_str(), &bound) == 0 && shown.st_dev == bound.st_dev
+           && shown.st_ino == bound.st_ino;
 }
 
 class FaultWalk : public testing::TestWithParam<std::string> {
@@ -245,6 +292,56 @@ TEST_P(FaultWalk, ReadOnlyFileSystem)
     EXPECT_EQ(scenario_.reportsFailure ? scenario_.failureStatus : 0, status);
     printf("[read-only] %s %s: status %d, files %s\n", testbed::family().c_str(), GetParam().c_str(), status,
            result.all_old() ? "as before" : "CHANGED");
+}
+
+TEST_P(FaultWalk, LabelsAttributesAndOwnersKept)
+{
+    reset();
+    std::map<std::string, std::string> marked;
+    for (const auto& [path, state] : before_) {
+        mark(path);
+        marked[path] = identity_of(path);
+    }
+    const int status = scenario_.run();
+    const FileSet after = faults::take_snapshot(scenario_.scope);
+    for (const auto& [path, identity] : marked) {
+        if (testbed::exists(path)) {
+            EXPECT_EQ(identity, identity_of(path)) << path;
+        }
+        unmark(path);
+    }
+    EXPECT_EQ(0, status);
+    Comparison result = faults::compare(before_, expected_, after);
+    EXPECT_TRUE(result.all_new()) << listed(result.old) << listed(result.broken) << listed(result.strays);
+}
+
+// As /etc/resolv.conf is in a container, and an ifcfg file bound into one:
+// a rename cannot replace a mount point, so the file is written in place.
+TEST_P(FaultWalk, BindMountedFilesEditedInPlace)
+{
+    reset();
+    std::vector<std::string> bound;
+    for (const auto& [path, state] : before_) {
+        auto written = expected_.find(path);
+        if (written == expected_.end() || written->second == state)
+            continue;
+        testbed::write(bind_source(path), state.content);
+        ASSERT_EQ(0, mount(bind_source(path).c_str(), path.c_str(), nullptr, MS_BIND, nullptr)) << path;
+        bound.push_back(path);
+    }
+    if (bound.empty())
+        GTEST_SKIP() << "it changes no existing file";
+    const int status = scenario_.run();
+    const FileSet after = faults::take_snapshot(scenario_.scope);
+    for (const std::string& path : bound) {
+        EXPECT_TRUE(shows(path, bind_source(path))) << path << " is still the mounted file";
+        EXPECT_EQ(expected_.at(path).content, testbed::read(bind_source(path))) << path;
+        umount2(path.c_str(), MNT_DETACH);
+        testbed::remove(bind_source(path));
+    }
+    EXPECT_EQ(0, status);
+    Comparison result = faults::compare(before_, expected_, after);
+    EXPECT_TRUE(result.all_new()) << listed(result.old) << listed(result.broken) << listed(result.strays);
 }
 
 INSTANTIATE_TEST_SUITE_P(Operations, FaultWalk, testing::ValuesIn(faults::scenario_names()),

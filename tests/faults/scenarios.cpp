@@ -160,6 +160,20 @@ std::vector<Scenario> all_scenarios(const Family& family)
     s.prepareFiles = nullptr;
     s.inPlace = false;
 
+    // The file is a mount of its own, as a single file bound into a
+    // container is: a rename over it fails, so it is rewritten in place.
+    s.name = "MtuInBindMountedFile";
+    s.prepareFiles = [dir = family.dir] {
+        testbed::sh("cp -p " + dir + "/ifcfg-eth1 /run/faults-ifcfg-eth1 && mount --bind /run/faults-ifcfg-eth1 " + dir
+                    + "/ifcfg-eth1");
+    };
+    s.prepare = "while umount " + family.dir + "/ifcfg-eth1 2>/dev/null; do :; done";
+    s.inPlace = true;
+    list.push_back(s);
+    s.prepare.clear();
+    s.prepareFiles = nullptr;
+    s.inPlace = false;
+
     s = in_config_dir(family, "VlanAdd");
     s.prepare = kNoVlan;
     s.run = [] {

@@ -29,7 +29,7 @@ struct Scenario {
     // file on purpose: the name-server removal makes it before it finds
     // /etc/resolv.conf unreadable.
     std::vector<std::string> scratchKeptAfter;
-    // The file is rewritten in place (it has another name, a hard link): a
+    // The file is rewritten in place (a hard link, a mount of its own): a
     // kill in the middle cannot leave it whole, so only failures are walked.
     bool inPlace = false;
     // Files under the scope's directory that must stay writable when it is

@@ -6,10 +6,15 @@
 #include "host/dialect.h"
 #include "host/fixed_file.h"
 #include "interface/status.h"
+#include "link/link_control.h"
+#include "mxlinnet.h"
 
 #include <fcntl.h>
+#include <functional>
+#include <grp.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -48,6 +53,30 @@ void fill_up()
     while (write(fd, block.data(), block.size()) > 0) {}
     while (write(fd, "f", 1) > 0) {}
     close(fd);
+}
+
+constexpr uid_t kNobody = 65534;
+
+// The status of `call` run in a child process that has become another user.
+int as_nobody(const std::function<int()>& call)
+{
+    fflush(nullptr);
+    pid_t child = fork();
+    if (child == 0) {
+        if (setgroups(0, nullptr) != 0 || setgid(kNobody) != 0 || setuid(kNobody) != 0)
+            _exit(200);
+        _exit(call());
+    }
+    int waited = 0;
+    waitpid(child, &waited, 0);
+    return WIFEXITED(waited) ? WEXITSTATUS(waited) : -1;
+}
+
+struct stat stat_of(const std::string& path)
+{
+    struct stat info {};
+    stat(path.c_str(), &info);
+    return info;
 }
 
 } // namespace
@@ -112,6 +141,57 @@ TEST(ConfigFiles, FamilyFilesAreRewrittenInTheirOwnDialect)
     ASSERT_EQ(0, stat(path.c_str(), &now));
     EXPECT_EQ(old.st_mode, now.st_mode);
     EXPECT_EQ(old.st_uid, now.st_uid);
+}
+
+// A caller that is not root writes a file it may write even where it may not
+// replace it, and never takes it over; new files follow the caller's umask.
+TEST(ConfigFiles, CallerRightsDecideNeitherOwnerNorMode)
+{
+    REQUIRE_TESTBED();
+    const host::ConfigDialect* dialect = host::dialect_for(testbed::family() == "suse" ? 2 : 1);
+    if (testbed::family() == "unknown")
+        GTEST_SKIP() << "no configuration files on an unknown family";
+    const std::string directory = dialect->configDir;
+    const std::string path = dialect->interface_file("eth1");
+    const std::string created = dialect->interface_file("eth2");
+    testbed::FileGuard guard{path, created};
+    const mode_t directoryMode = stat_of(directory).st_mode & 07777;
+    const mode_t issueMode = stat_of("/etc/issue").st_mode & 07777;
+    // The distribution is told from /etc/issue, which is opened for writing.
+    ASSERT_EQ(0, chmod("/etc/issue", 0666));
+    ASSERT_EQ(0, chmod(path.c_str(), 0666));
+    // Row by row: the directory's mode, the MTU written.
+    for (const auto& [mode, mtu] : {std::pair{0755, 9000u}, std::pair{01777, 1400u}}) {
+        ASSERT_EQ(0, chmod(directory.c_str(), static_cast<mode_t>(mode)));
+        const ino_t inode = stat_of(path).st_ino;
+        EXPECT_EQ(status::kSuccess, as_nobody([&] {
+                      NetworkAdapter adapter;
+                      char name[] = "eth1", hw[] = "52:54:00:00:00:02";
+                      return adapter.SetMTUInConfigFile(name, hw, mtu);
+                  }))
+            << std::oct << mode;
+        EXPECT_NE(std::string::npos, testbed::read(path).find(dialect->setting("MTU", std::to_string(mtu))));
+        EXPECT_EQ(0u, stat_of(path).st_uid) << std::oct << mode;
+        EXPECT_EQ(inode, stat_of(path).st_ino) << std::oct << mode;
+        EXPECT_EQ(0666u, stat_of(path).st_mode & 07777);
+    }
+    chmod(directory.c_str(), directoryMode);
+    chmod("/etc/issue", issueMode);
+    EXPECT_EQ("", testbed::sh("ls -A " + directory + " | grep linnet-new")) << "no temporary file left";
+
+    for (const auto& [mask, expected] : {std::pair{077, 0600u}, std::pair{027, 0640u}}) {
+        testbed::remove(created);
+        const mode_t previous = umask(static_cast<mode_t>(mask));
+        char name[] = "eth2";
+        std::string hw = "52:54:00:00:00:03";
+        EXPECT_EQ(status::kSuccess, EnableDeviceConfFile(name, reinterpret_cast<unsigned char*>(&hw[0])));
+        NetworkAdapter adapter;
+        char existing[] = "eth1";
+        EXPECT_EQ(status::kSuccess, adapter.SetMTUInConfigFile(existing, &hw[0], 1500));
+        umask(previous);
+        EXPECT_EQ(expected, stat_of(created).st_mode & 07777) << "umask " << std::oct << mask;
+        EXPECT_EQ(0666u, stat_of(path).st_mode & 07777) << "an existing file keeps its mode";
+    }
 }
 
 TEST(ConfigFiles, FixedTmpNameNeverFollowsAPlantedLink)
