@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <map>
 #include <sstream>
+#include <cstdint>
 #include <cstring>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -57,8 +58,32 @@ std::string identity_of(const std::string& path)
     stat(path.c_str(), &info);
     getxattr(path.c_str(), "security.selinux", label, sizeof label - 1);
     getxattr(path.c_str(), "user.linnet", user, sizeof user - 1);
-    return std::to_string(info.st_uid) + ":" + std::to_string(info.st_gid) + " " + label + " " + user;
+    const bool acl = getxattr(path.c_str(), "system.posix_acl_access", nullptr, 0) > 0;
+    return std::to_string(info.st_uid) + ":" + std::to_string(info.st_gid) + " " + label + " " + user
+           + (acl ? " acl" : " no-acl");
 }
+
+// A directory default ACL naming user 1234, masked to the usual 0644: new files get it
+// as their access ACL, files that were there before have none.
+class DefaultAcl {
+public:
+    explicit DefaultAcl(const std::string& directory) : directory_(directory)
+    {
+        struct Entry {
+            uint16_t tag, perm;
+            uint32_t id;
+        };
+        const uint32_t version = 2, none = 0xffffffff;
+        const Entry entries[] = {{0x01, 6, none}, {0x02, 6, kOwner}, {0x04, 4, none}, {0x10, 4, none}, {0x20, 4, none}};
+        std::string value(reinterpret_cast<const char*>(&version), sizeof version);
+        value.append(reinterpret_cast<const char*>(entries), sizeof entries);
+        setxattr(directory.c_str(), "system.posix_acl_default", value.data(), value.size(), 0);
+    }
+    ~DefaultAcl() { removexattr(directory_.c_str(), "system.posix_acl_default"); }
+
+private:
+    std::string directory_;
+};
 
 void mark(const std::string& path)
 {
@@ -294,6 +319,7 @@ TEST_P(FaultWalk, ReadOnlyFileSystem)
            result.all_old() ? "as before" : "CHANGED");
 }
 
+// Files keep their own attributes and take none from the directory.
 TEST_P(FaultWalk, LabelsAttributesAndOwnersKept)
 {
     reset();
@@ -302,6 +328,7 @@ TEST_P(FaultWalk, LabelsAttributesAndOwnersKept)
         mark(path);
         marked[path] = identity_of(path);
     }
+    DefaultAcl inherited(scenario_.scope.directory);
     const int status = scenario_.run();
     const FileSet after = faults::take_snapshot(scenario_.scope);
     for (const auto& [path, identity] : marked) {
