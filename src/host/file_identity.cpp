@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <linux/fs.h>
 #include <string>
+#include <sys/ioctl.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 #include <vector>
@@ -77,6 +79,24 @@ bool copy_attributes(int from, int to)
     return true;
 }
 
+// The inode flags an administrator sets with chattr that a new file does not
+// take on by itself. Immutable and append-only files are never rewritten, and
+// a no-copy-on-write flag can only be set on an empty file.
+constexpr int kCopiedFlags = FS_NODUMP_FL | FS_NOATIME_FL | FS_SYNC_FL | FS_COMPR_FL | FS_NOCOMP_FL | FS_SECRM_FL
+                             | FS_UNRM_FL | FS_JOURNAL_DATA_FL | FS_NOTAIL_FL;
+
+bool copy_flags(int from, int to)
+{
+    int wanted = 0;
+    int present = 0;
+    if (ioctl(from, FS_IOC_GETFLAGS, &wanted) != 0)
+        return errno == ENOTTY || errno == ENOTSUP || errno == EINVAL; // no such flags here
+    if (ioctl(to, FS_IOC_GETFLAGS, &present) != 0)
+        return false;
+    int flags = (present & ~kCopiedFlags) | (wanted & kCopiedFlags);
+    return flags == present || ioctl(to, FS_IOC_SETFLAGS, &flags) == 0;
+}
+
 } // namespace
 
 bool copy_identity(int fromFd, const struct stat& from, int to)
@@ -88,7 +108,7 @@ bool copy_identity(int fromFd, const struct stat& from, int to)
     // owner goes first and the attributes last.
     if ((now.st_uid != from.st_uid || now.st_gid != from.st_gid) && fchown(to, from.st_uid, from.st_gid) != 0)
         return false;
-    return fchmod(to, from.st_mode & 07777) == 0 && copy_attributes(fromFd, to);
+    return fchmod(to, from.st_mode & 07777) == 0 && copy_attributes(fromFd, to) && copy_flags(fromFd, to);
 }
 
 } // namespace host

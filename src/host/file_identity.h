@@ -1,7 +1,8 @@
 // What makes a configuration file what it is besides its bytes: its owner,
 // its mode and its extended attributes (the security label that SELinux
-// confines the services reading it by, POSIX ACLs, user attributes). A file
-// replaced by a new one must carry all of them, or it is not replaced.
+// confines the services reading it by, POSIX ACLs, user attributes) and the
+// inode flags set with chattr. A file replaced by a new one must carry all of
+// them, or it is not replaced.
 #ifndef LINNET_HOST_FILE_IDENTITY_H
 #define LINNET_HOST_FILE_IDENTITY_H
 
@@ -10,7 +11,7 @@
 namespace host {
 
 // Gives the file open at `to` the owner and mode in `from` and exactly the
-// extended attributes of the file open at `fromFd`. False when any of them
+// extended attributes and chattr flags of the file open at `fromFd`. False when any of them
 // cannot be given (a caller that is not root cannot give a file away, nor
 // set a security label); `to` is then not fit to stand in for the file.
 bool copy_identity(int fromFd, const struct stat& from, int to);

@@ -17,6 +17,9 @@
 #include <sstream>
 #include <cstdint>
 #include <cstring>
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -46,9 +49,23 @@ std::string tally(const std::map<int, int>& statuses)
 }
 
 // What a real host gives its configuration files besides their bytes: an
-// SELinux label, a user attribute and an owner other than the caller.
+// SELinux label, a user attribute, an owner other than the caller and a
+// chattr flag.
 constexpr const char* kLabel = "system_u:object_r:net_conf_t:s0";
 constexpr uid_t kOwner = 1234;
+
+int chattr_flags(const std::string& path, int set = -1)
+{
+    int flags = 0;
+    int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    ioctl(fd, FS_IOC_GETFLAGS, &flags);
+    if (set >= 0) {
+        flags = (flags & ~FS_NODUMP_FL) | set;
+        ioctl(fd, FS_IOC_SETFLAGS, &flags);
+    }
+    close(fd);
+    return flags;
+}
 
 std::string identity_of(const std::string& path)
 {
@@ -60,7 +77,7 @@ std::string identity_of(const std::string& path)
     getxattr(path.c_str(), "user.linnet", user, sizeof user - 1);
     const bool acl = getxattr(path.c_str(), "system.posix_acl_access", nullptr, 0) > 0;
     return std::to_string(info.st_uid) + ":" + std::to_string(info.st_gid) + " " + label + " " + user
-           + (acl ? " acl" : " no-acl");
+           + (acl ? " acl" : " no-acl") + (chattr_flags(path) & FS_NODUMP_FL ? " nodump" : " dump");
 }
 
 // A directory default ACL naming user 1234, masked to the usual 0644: new files get it
@@ -90,6 +107,7 @@ void mark(const std::string& path)
     setxattr(path.c_str(), "security.selinux", kLabel, strlen(kLabel) + 1, 0);
     setxattr(path.c_str(), "user.linnet", path.data(), path.size(), 0);
     chown(path.c_str(), kOwner, kOwner);
+    chattr_flags(path, FS_NODUMP_FL);
 }
 
 void unmark(const std::string& path)
@@ -97,6 +115,7 @@ void unmark(const std::string& path)
     removexattr(path.c_str(), "security.selinux");
     removexattr(path.c_str(), "user.linnet");
     chown(path.c_str(), 0, 0);
+    chattr_flags(path, 0);
 }
 
 std::string bind_source(const std::string& path)
