@@ -159,6 +159,10 @@ private:
     posix_spawn_file_actions_t actions_;
 };
 
+// Where a shell looks when the environment has no PATH. The sbin directories
+// come first: that is where ip, ifup, ifdown, service and runlevel live.
+constexpr const char* kDefaultSearchPath = "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
+
 // Finds the program as a shell does: a name with a '/' is taken as it is,
 // else the first executable file of that name in a PATH directory. An
 // unsearchable directory is passed over. Returns 0, ENOENT or EACCES.
@@ -169,7 +173,7 @@ int find_program(const std::string& name, std::string& path)
         return access(path.c_str(), F_OK) != 0 ? ENOENT : access(path.c_str(), X_OK) != 0 ? EACCES : 0;
     }
     const char* search = getenv("PATH");
-    std::string directories = search != nullptr ? search : "/usr/local/bin:/usr/bin:/bin";
+    std::string directories = search != nullptr ? search : kDefaultSearchPath;
     int error = ENOENT;
     size_t start = 0;
     for (;;) {

@@ -2,6 +2,7 @@
 # linnet as an administrator uses it, inside the simulated host:
 #   cli_test.sh LINNET FAMILY
 set -uo pipefail
+[ -n "${LINNET_TESTBED:-}" ] || { echo "runs only inside scripts/testbed"; exit 77; }
 # Each linnet runs under the words of $LINNET_TEST_LAUNCHER, if any (e.g. valgrind).
 read -ra linnet <<<"${LINNET_TEST_LAUNCHER:-}"
 linnet+=("$1")
@@ -66,6 +67,12 @@ check "vlan id again" 118 "${linnet[@]}" vlan add eth1 5
 check "vlan remove" 0 "${linnet[@]}" vlan remove eth0 5
 ip -o link show eth0.5 >/dev/null 2>&1 && { echo "FAIL: eth0.5 still there"; failures=$((failures + 1)); }
 check "vlan bounds" 53 "${linnet[@]}" vlan add eth0 4095
+
+# No PATH, and ip only in /usr/sbin as on Red Hat and SUSE (/usr is the testbed's overlay).
+ip_binary=$(readlink -f "$(command -v ip)")
+cp "$ip_binary" /usr/sbin/ip.new && rm -f /usr/local/sbin/ip /usr/local/bin/ip /usr/bin/ip && mv /usr/sbin/ip.new /usr/sbin/ip
+check "list without PATH" 0 env -u PATH "${linnet[@]}" list
+expect_output "list without PATH" '^eth0 +enabled '
 
 echo "$((failures == 0 ? 1 : 0)) passed, $failures failed"
 [ "$failures" -eq 0 ]
