@@ -189,6 +189,13 @@ SharedMem* claim_area(ThreadParams* params)
     return area;
 }
 
+// The worker's own copy of the target, always NUL-terminated.
+void copy_target(const ThreadParams* params, char (&target)[kTargetSize])
+{
+    memcpy(target, params->target, sizeof target);
+    target[kTargetSize - 1] = '\0';
+}
+
 } // namespace
 
 void* Thread_Ping(void* argument)
@@ -201,28 +208,26 @@ void* Thread_Ping(void* argument)
     const unsigned char count = diag::echo_count(params->count);
     const unsigned long deadline = diag::deadline_seconds(params->timeoutMs);
     const uint8_t type = params->addrType;
-    if (type == kIpv6) {
-        // Nothing is published: the caller's wait ends by its own time-out.
-        free(params);
-        return exit_value(status::kIpv6Unsupported);
-    }
+    char target[kTargetSize];
+    copy_target(params, target);
+    free(params);
     _PingResponse response{};
-    if (runs_tool(type)) {
-        char target[kTargetSize];
-        memcpy(target, params->target, sizeof target);
-        target[kTargetSize - 1] = '\0';
-        guarded_as(host::LockName::PingOutput, [&] {
+    guarded_as(host::LockName::PingOutput, [&] {
+        if (runs_tool(type)) {
             char command[kCommandBufSize] = {};
             execute_ping_cmd(command, kPingOutputPath, target, count, deadline);
             parse_fill_ping_response(kPingOutputPath, &response);
-            // Gone before the result shows, so that the caller's next ping,
-            // started as soon as it sees the result, never loses its output
-            // file to us.
-            host::remove_fixed_file(kPingOutputPath);
-            return 0;
-        });
-    }
-    free(params);
+        }
+        // Gone before the result shows, so that the caller's next ping,
+        // started as soon as it sees the result, never loses its output file
+        // to us; gone too when no tool ran, so that no earlier run's output
+        // outlives this one.
+        host::remove_fixed_file(kPingOutputPath);
+        return 0;
+    });
+    // IPv6: nothing is published, the caller's wait ends by its own time-out.
+    if (type == kIpv6)
+        return exit_value(status::kIpv6Unsupported);
 
     memcpy(area->data, &response, sizeof response);
     shared(area)->busy = 1;
@@ -241,23 +246,22 @@ void* Thread_TraceRoute(void* argument)
     if (area == nullptr)
         return exit_value(status::kFailure);
     begin_work(area);
-    int result = status::kSuccess;
     const uint8_t type = params->addrType;
-    if (type == kIpv6) {
-        result = status::kIpv6Unsupported;
-    } else if (runs_tool(type)) {
-        char target[kTargetSize];
-        memcpy(target, params->target, sizeof target);
-        target[kTargetSize - 1] = '\0';
-        guarded_as(host::LockName::TracerouteOutput, [&] {
+    char target[kTargetSize];
+    copy_target(params, target);
+    guarded_as(host::LockName::TracerouteOutput, [&] {
+        if (runs_tool(type)) {
             char command[kCommandBufSize] = {};
             execute_traceroute_cmd(command, kTracerouteOutputPath, target);
             parse_fill_traceroute_response(kTracerouteOutputPath, params);
-            host::remove_fixed_file(kTracerouteOutputPath);
-            return 0;
-        });
-    }
+        }
+        // Removed whether or not the tool ran: no earlier run's output
+        // outlives this one.
+        host::remove_fixed_file(kTracerouteOutputPath);
+        return 0;
+    });
     free(params);
+    const int result = type == kIpv6 ? status::kIpv6Unsupported : status::kSuccess;
 
     // An IPv6 request is published too, with no hop.
     shared(area)->busy = 1;

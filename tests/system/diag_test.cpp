@@ -165,6 +165,22 @@ TEST(DiagTools, TargetIsOneArgumentAndPlantedLinksAreNotFollowed)
     expect_trace(linkedTrace, {"192.0.2.1"});
     EXPECT_EQ("keep\n", testbed::read("/tmp/victim"));
     EXPECT_FALSE(testbed::exists(kPingOutputPath));
+
+    // Targets no tool runs for (IPv6, an unknown type) take a stale output file away too.
+    for (unsigned char type : {2, 0}) {
+        testbed::write(kPingOutputPath, "stale\n");
+        testbed::write(kTracerouteOutputPath, "stale\n");
+        Area stalePing, staleTrace;
+        ASSERT_EQ(0, adapter.Ping("::1", type, 1, 1000, stalePing.shm));
+        ASSERT_EQ(0, adapter.TraceRoute(router, type, staleTrace.shm));
+        ASSERT_TRUE(staleTrace.wait());
+        // An IPv6 ping publishes nothing: its worker is done once the file is gone.
+        for (int i = 0; i < 250 && testbed::exists(kPingOutputPath); ++i)
+            usleep(20000);
+        stalePing.finished = type == 2 || stalePing.wait();
+        EXPECT_FALSE(testbed::exists(kPingOutputPath)) << +type;
+        EXPECT_FALSE(testbed::exists(kTracerouteOutputPath)) << +type;
+    }
 }
 
 TEST(DiagConnections, TheTestsOwnSockets)
