@@ -5,9 +5,14 @@
 #include "interface/lists.h"
 #include "inventory/snapshot.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <iomanip>
+#include <iostream>
+#include <net/if_arp.h>
 #include <vector>
 
 namespace cli {
@@ -68,6 +73,45 @@ void print_adapter_row(std::ostream& out, const _NetworkDevice& dev)
         << dev.description << '\n';
 }
 
+constexpr const char* kSysNet = "/sys/class/net";
+
+// The host's Ethernet interfaces as sysfs shows them: type 1 and not
+// wireless. When some are physical (a device behind them), only those: they
+// are the ones a boot option or a udev rule names. Sorted.
+std::vector<std::string> ethernet_interfaces()
+{
+    namespace fs = std::filesystem;
+    std::vector<std::string> all, physical;
+    std::error_code error;
+    for (fs::directory_iterator entry(kSysNet, error), end; !error && entry != end; entry.increment(error)) {
+        const fs::path& dir = entry->path();
+        int type = 0;
+        if (!(std::ifstream(dir / "type") >> type) || type != ARPHRD_ETHER || fs::exists(dir / "phy80211", error))
+            continue;
+        all.push_back(dir.filename());
+        if (fs::exists(dir / "device", error))
+            physical.push_back(dir.filename());
+    }
+    std::vector<std::string>& names = physical.empty() ? all : physical;
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// Why the list is empty on a host whose Ethernet interfaces all have names
+// the library does not keep; "" when it is not that.
+std::string names_hint(const std::vector<std::string>& interfaces)
+{
+    if (interfaces.empty())
+        return "";
+    std::string names;
+    for (const std::string& name : interfaces)
+        names += (names.empty() ? "" : " ") + name;
+    return "no adapter listed: only eth*, bond*, vlan*, xenbr* and vif* names are kept, and this host's Ethernet "
+           "interfaces are named "
+           + names
+           + ". Boot with net.ifnames=0 biosdevname=0 on the kernel command line, or name them ethN with udev rules.";
+}
+
 int list_adapters(NetworkAdapter& adapter, const Output& output)
 {
     std::vector<unsigned char> buffer(kMaxAdapters * kEntrySize);
@@ -85,6 +129,10 @@ int list_adapters(NetworkAdapter& adapter, const Output& output)
     nlohmann::json document = nlohmann::json::array();
     for (const _NetworkDevice& dev : adapters)
         document.push_back(adapter_json(dev));
+    const std::vector<std::string> unlisted = adapters.empty() ? ethernet_interfaces() : std::vector<std::string>{};
+    const std::string hint = names_hint(unlisted);
+    if (!hint.empty())
+        document = {{"adapters", document}, {"hint", hint}, {"interfaces", unlisted}};
     return output.show(document, [&](std::ostream& out) {
         out << std::left << std::setw(16) << "NAME" << std::setw(9) << "STATE" << std::setw(6) << "LINK"
             << std::setw(19) << "MAC" << std::setw(7) << "MTU" << std::setw(6) << "VLAN" << std::setw(7) << "BOOT"
@@ -92,6 +140,8 @@ int list_adapters(NetworkAdapter& adapter, const Output& output)
             << "DESCRIPTION\n";
         for (const _NetworkDevice& dev : adapters)
             print_adapter_row(out, dev);
+        if (!hint.empty())
+            std::cerr << "linnet: " << hint << '\n';
     });
 }
 

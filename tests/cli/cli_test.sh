@@ -38,6 +38,7 @@ expect_output "host" "\"family\": \"$family\""
 
 check "list" 0 "${linnet[@]}" list
 expect_output "list" '^eth0 +enabled +up +52:54:00:00:00:01 +1500 '
+grep -q "names are kept" <<<"$out" && { echo "FAIL: names hint on a host with adapters"; failures=$((failures + 1)); }
 check "show" 0 "${linnet[@]}" --json show eth0
 expect_output "show" '"address": "192\.0\.2\.11"'
 check "show unknown" 100 "${linnet[@]}" show eth9
@@ -67,6 +68,13 @@ check "vlan id again" 118 "${linnet[@]}" vlan add eth1 5
 check "vlan remove" 0 "${linnet[@]}" vlan remove eth0 5
 ip -o link show eth0.5 >/dev/null 2>&1 && { echo "FAIL: eth0.5 still there"; failures=$((failures + 1)); }
 check "vlan bounds" 53 "${linnet[@]}" vlan add eth0 4095
+
+# A host whose Ethernet interfaces all have predictable names: the list says why it is empty.
+ip netns add renamed && ip -n renamed link add enp0s3 type vxlan id 3 dstport 4789
+check "list renamed" 0 ip netns exec renamed "${linnet[@]}" list
+expect_output "list renamed" '^linnet: no adapter listed: .* named enp0s3\. .*net\.ifnames=0 biosdevname=0'
+check "list renamed json" 0 ip netns exec renamed "${linnet[@]}" --json list
+expect_output "list renamed json" '^  "hint": "no adapter listed'
 
 # No PATH, and ip only in /usr/sbin as on Red Hat and SUSE (/usr is the testbed's overlay).
 ip_binary=$(readlink -f "$(command -v ip)")
