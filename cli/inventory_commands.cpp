@@ -82,14 +82,14 @@ std::vector<std::string> ethernet_interfaces()
 {
     namespace fs = std::filesystem;
     std::vector<std::string> all, physical;
-    std::error_code error;
+    std::error_code error, unreadable; // only the listing's own error ends the scan
     for (fs::directory_iterator entry(kSysNet, error), end; !error && entry != end; entry.increment(error)) {
         const fs::path& dir = entry->path();
         int type = 0;
-        if (!(std::ifstream(dir / "type") >> type) || type != ARPHRD_ETHER || fs::exists(dir / "phy80211", error))
+        if (!(std::ifstream(dir / "type") >> type) || type != ARPHRD_ETHER || fs::exists(dir / "phy80211", unreadable))
             continue;
         all.push_back(dir.filename());
-        if (fs::exists(dir / "device", error))
+        if (fs::exists(dir / "device", unreadable))
             physical.push_back(dir.filename());
     }
     std::vector<std::string>& names = physical.empty() ? all : physical;
