@@ -129,20 +129,19 @@ int list_adapters(NetworkAdapter& adapter, const Output& output)
     nlohmann::json document = nlohmann::json::array();
     for (const _NetworkDevice& dev : adapters)
         document.push_back(adapter_json(dev));
-    const std::vector<std::string> unlisted = adapters.empty() ? ethernet_interfaces() : std::vector<std::string>{};
-    const std::string hint = names_hint(unlisted);
-    if (!hint.empty())
-        document = {{"adapters", document}, {"hint", hint}, {"interfaces", unlisted}};
-    return output.show(document, [&](std::ostream& out) {
+    const int shown = output.show(document, [&](std::ostream& out) {
         out << std::left << std::setw(16) << "NAME" << std::setw(9) << "STATE" << std::setw(6) << "LINK"
             << std::setw(19) << "MAC" << std::setw(7) << "MTU" << std::setw(6) << "VLAN" << std::setw(7) << "BOOT"
             << std::setw(11) << "PCI ID"
             << "DESCRIPTION\n";
         for (const _NetworkDevice& dev : adapters)
             print_adapter_row(out, dev);
-        if (!hint.empty())
-            std::cerr << "linnet: " << hint << '\n';
     });
+    // On standard error, so that the JSON document stays the list it always is.
+    const std::string hint = adapters.empty() ? names_hint(ethernet_interfaces()) : "";
+    if (!hint.empty())
+        std::cerr << "linnet: " << hint << '\n';
+    return shown;
 }
 
 int show_adapter(const Output& output, const std::string& name)
