@@ -14,4 +14,13 @@ LINNET_EXPORT int execute_dhcp_client(char* command);
 // Kills the client named by the adapter's pid file; -1 when there is none.
 LINNET_EXPORT int kill_dhc_process(int distro, char* ifname);
 
+namespace dhcp {
+
+// True when the adapter's file can be named after the record and carry its
+// hardware address; the switch refuses any other record (98) before it
+// changes anything.
+bool record_fits_file(const _NetworkDevice& dev);
+
+} // namespace dhcp
+
 #endif

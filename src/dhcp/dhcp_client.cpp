@@ -67,6 +67,10 @@ int enableDhcp(char const* ifname, _NetworkDevice* dev, unsigned char writeConfi
             return result;
         if (dev == nullptr || ifname == nullptr)
             return status::kNoInterface;
+        // A record no file can be written for is refused while the link is
+        // still as it was.
+        if (writeConfig != 0 && !dhcp::record_fits_file(*dev))
+            return status::kFileOpen;
         std::string name(ifname); // the link commands take a modifiable name
 
         result = BringLinkDown(&name[0]);

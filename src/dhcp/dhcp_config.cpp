@@ -31,15 +31,19 @@ bool writable_or_missing(const std::string& path)
 
 } // namespace
 
+bool dhcp::record_fits_file(const _NetworkDevice& dev)
+{
+    return host::is_file_name_safe(dhcp::config_name(field_text(dev.ifName)).c_str())
+           && host::is_value_safe(field_text(dev.macAddrStr).c_str());
+}
+
 int change_to_dhcp_in_configfile(int distro, _NetworkDevice* dev)
 {
     return guarded([&]() -> int {
         const host::ConfigDialect* dialect = host::dialect_for(distro);
-        if (dialect == nullptr || dev == nullptr)
+        if (dialect == nullptr || dev == nullptr || !dhcp::record_fits_file(*dev))
             return status::kFileOpen;
         std::string name = dhcp::config_name(field_text(dev->ifName));
-        if (!host::is_file_name_safe(name.c_str()) || !host::is_value_safe(field_text(dev->macAddrStr).c_str()))
-            return status::kFileOpen;
         std::string path = dialect->interface_file(name);
 
         std::string text;

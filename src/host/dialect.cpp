@@ -44,7 +44,7 @@ namespace {
 // meaning to the shell that sources a configuration file, and none ends a line.
 bool is_name_character(char c)
 {
-    return isalnum(static_cast<unsigned char>(c)) != 0 || strchr("._-:+", c) != nullptr;
+    return isalnum(static_cast<unsigned char>(c)) != 0 || strchr("._-:+@", c) != nullptr;
 }
 
 } // namespace

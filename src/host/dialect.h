@@ -35,9 +35,11 @@ bool is_value_safe(const char* text);
 const ConfigDialect* dialect_for(int distro);
 
 // True when a name can stand in a configuration file's name and in its lines:
-// letters, digits and "._-:+" only, not "." or "..". Other names never reach
-// the file system: one with '/' would lead out of the directory, one with a
-// line break or shell syntax would add lines or commands to the file.
+// letters, digits and "._-:+@" only, not "." or "..". '@' is in names the
+// kernel shows (vlan5@eth0, eth0@if12) and means nothing in a file name or to
+// the shell that sources the file. Other names never reach the file system:
+// one with '/' would lead out of the directory, one with a line break or shell
+// syntax would add lines or commands to the file.
 bool is_file_name_safe(const char* name);
 
 } // namespace host

@@ -200,6 +200,19 @@ TEST_F(AddressOperations, SwitchToDhcp)
     std::this_thread::sleep_for(std::chrono::milliseconds(suse_ ? 0 : 1500));
     const std::string calls = testbed::calls_log().substr(before.size());
     EXPECT_EQ(suse_ ? "dhcpcd eth0\n" : "", calls);
+    // A VLAN listed without a '.' (vlan5@eth0) keeps its whole name in its file.
+    testbed::FileGuard vlanFile{dir_ + "ifcfg-vlan5@eth0"};
+    testbed::sh("ip link add vlan5 link eth0 type macvlan");
+    const std::string mac = testbed::sh("cat /sys/class/net/vlan5/address");
+    EXPECT_EQ(0, adapter_.SetAdapterIpAddress("vlan5@eth0", &dhcp));
+    EXPECT_EQ(suse_ ? "STARTMODE='manual'\nBOOTPROTO='dhcp'\n"
+                    : "DEVICE=vlan5@eth0\nHWADDR=" + mac + "ONBOOT=no\nBOOTPROTO=dhcp\n",
+              testbed::read(dir_ + "ifcfg-vlan5@eth0"));
+    EXPECT_NE(std::string::npos, testbed::sh("ip -o link show vlan5").find(",UP"));
+    for (int attempt = 0; attempt < 100 && suse_ && !testbed::exists("/run/dhcpcd-vlan5.pid"); ++attempt)
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    testbed::sh(
+        "kill $(cat /run/dhcpcd-vlan5.pid 2>/dev/null) 2>/dev/null; rm -f /run/dhcpcd-vlan5.pid; ip link del vlan5");
     if (suse_) {
         testbed::sh("kill $(cat " + pidFile + ") 2>/dev/null; rm -f " + pidFile);
         // A client already running makes the next switch stop it first.

@@ -215,8 +215,11 @@ TEST_F(Dhcp, FailuresReturnAtOnceAndUndoNothing)
     if (family_code() != kDistroUnknown) {
         _NetworkDevice unnamed = device("", "52:54:00:00:00:03");
         EXPECT_EQ(status::kFileOpen, enableDhcp("eth2", &unnamed, 1));
+        EXPECT_TRUE(marker_route_present()) << "a record no file can be named after is refused first";
+        testbed::sh("mount --bind " + path + " " + path + " && mount -o remount,bind,ro " + path);
+        EXPECT_EQ(status::kFileOpen, enableDhcp("eth2", &dev, 1));
         EXPECT_FALSE(link_is_up("eth2")) << "a failed rewrite leaves the link down";
-        testbed::sh("ip link set dev eth2 up");
+        testbed::sh("umount " + path + "; ip link set dev eth2 up");
     }
 }
 
