@@ -35,34 +35,56 @@ const char* or_empty(const char* text)
     return text != nullptr ? text : "";
 }
 
+// Only -1 is the primary; any other number, negative ones too, is an alias.
 std::string label_of(const std::string& ifname, int alias)
 {
-    return alias < 0 ? ifname : ifname + ":" + std::to_string(alias);
+    return alias == kPrimaryAlias ? ifname : ifname + ":" + std::to_string(alias);
+}
+
+// What an alias file name holds after its form's prefix ("0:2" in
+// ifcfg-eth0:2), as names of the eth, xenbr and bond forms were always read;
+// for an adapter of any other form, its own file and its alias files are read
+// as eth0's are ("" or ":2" after ifcfg-vlan7). False for any other name.
+bool alias_file_rest(const std::string& name, const std::string& ifname, std::string& rest)
+{
+    char text[256] = {};
+    int number = 0;
+    if (sscanf(name.c_str(), "ifcfg-eth%255s:%d", text, &number) >= 1
+        || sscanf(name.c_str(), "ifcfg-xenbr%255s:%d", text, &number) >= 1
+        || sscanf(name.c_str(), "ifcfg-bond%255s:%d", text, &number) >= 1) {
+        rest = text;
+        return true;
+    }
+    const std::string own = "ifcfg-" + ifname;
+    if (name.compare(0, own.size(), own) != 0 || (name.size() > own.size() && name[own.size()] != ':'))
+        return false;
+    rest = name.substr(own.size());
+    return true;
 }
 
 // The alias number after the highest existing alias file of the interface,
-// -1 when it has none; names are read as the system always read them.
+// -1 when it has none; names are read as the system always read them. The
+// adapter's own file is never taken for an alias's.
 int next_redhat_alias(const char* directory, const std::string& ifname, int& scanned)
 {
     std::vector<std::string> names;
     scanned = host::scan_config_dir(directory, names);
     int alias = kPrimaryAlias;
+    bool ownFile = false;
     for (const std::string& name : names) {
         if (name.find(ifname) == std::string::npos || name.find(".bak") != std::string::npos)
             continue;
-        char rest[256] = {};
-        int number = 0;
-        if (sscanf(name.c_str(), "ifcfg-eth%255s:%d", rest, &number) < 1
-            && sscanf(name.c_str(), "ifcfg-xenbr%255s:%d", rest, &number) < 1
-            && sscanf(name.c_str(), "ifcfg-bond%255s:%d", rest, &number) < 1)
+        ownFile = ownFile || name == "ifcfg-" + ifname;
+        std::string rest;
+        if (!alias_file_rest(name, ifname, rest))
             continue;
-        const char* colon = strchr(rest, ':');
-        if (colon != nullptr && colon[1] != '\0')
-            alias = atoi(colon + 1) + 1;
+        const size_t colon = rest.find(':');
+        if (colon != std::string::npos && colon + 1 < rest.size())
+            alias = atoi(rest.c_str() + colon + 1) + 1;
         else
             ++alias;
     }
-    return alias;
+    return alias == kPrimaryAlias && ownFile ? 0 : alias;
 }
 
 std::string redhat_alias_file_text(const std::string& label, int alias, const char* hwaddr, const char* address,
@@ -120,7 +142,8 @@ int add_all_addresses(const std::string& ifname, _IpAddress* list)
         char broadcast[kAddressTextSize] = {};
         get_brd_addr(broadcast, record);
         std::string addressPrefix = ipaddr::record_address_prefix(*record);
-        std::string label = label_of(ifname, record->aliasIndex);
+        // Re-added as they always were: a negative number under the bare name.
+        std::string label = record->aliasIndex >= 0 ? label_of(ifname, record->aliasIndex) : ifname;
         std::string name = ifname;
         int added = AddSetIPAddress(&name[0], &addressPrefix[0], broadcast, &label[0]);
         if (result == status::kSuccess)

@@ -179,6 +179,41 @@ TEST_F(AddressOperations, SuseEntryMissingFromTheFileIs109AndLogged)
     EXPECT_EQ(std::string::npos, live_addresses("eth0").find("192.0.2.70")) << "removed at run time all the same";
 }
 
+TEST_F(AddressOperations, AliasFilesNeverTakeTheAdapterFile)
+{
+    if (suse_)
+        GTEST_SKIP() << "the SUSE family keeps aliases in the adapter's file";
+    const std::string eth0 = testbed::read(dir_ + "ifcfg-eth0");
+    testbed::FileGuard guard{dir_ + "ifcfg-vlan7", dir_ + "ifcfg-vlan7:0", dir_ + "ifcfg-vlan7:1"};
+    // -2 is an alias number like any other: only -1 is the primary.
+    testbed::sh("ip addr add 192.0.2.40/24 dev eth0 label eth0:-2 && rm " + dir_ + "ifcfg-eth0:1");
+    testbed::write(dir_ + "ifcfg-eth0:-2", "DEVICE=eth0:-2\n");
+    _NetParams remove = request(4, "192.0.2.40", nullptr);
+    EXPECT_EQ(0, adapter_.SetAdapterIpAddress("eth0", &remove));
+    EXPECT_FALSE(testbed::exists(dir_ + "ifcfg-eth0:-2"));
+    testbed::write(dir_ + "ifcfg-eth0:-5", "DEVICE=eth0:-5\n");
+    _NetParams add = request(2, nullptr, "192.0.2.41");
+    EXPECT_EQ(0, adapter_.SetAdapterIpAddress("eth0", &add));
+    EXPECT_NE(std::string::npos, live_addresses("eth0").find("192.0.2.41/24 eth0:-4\n"));
+    EXPECT_NE(std::string::npos, testbed::read(dir_ + "ifcfg-eth0:-4").find("DEVICE=eth0:-4\n"));
+    EXPECT_EQ(eth0, testbed::read(dir_ + "ifcfg-eth0"));
+
+    // An adapter of no eth, xenbr or bond form: its own file counts as eth0's.
+    const std::string vlan7 = "DEVICE=vlan7\nBOOTPROTO=static\nIPADDR=192.0.2.50\nONBOOT=yes\n";
+    testbed::write(dir_ + "ifcfg-vlan7", vlan7);
+    testbed::sh(
+        "ip link add vlan7 link eth0 type macvlan && ip link set vlan7 up && ip addr add 192.0.2.50/24 dev vlan7");
+    add = request(2, nullptr, "192.0.2.51");
+    EXPECT_EQ(0, adapter_.SetAdapterIpAddress("vlan7@eth0", &add));
+    add = request(2, nullptr, "192.0.2.52");
+    EXPECT_EQ(0, adapter_.SetAdapterIpAddress("vlan7@eth0", &add));
+    EXPECT_EQ("192.0.2.50/24 vlan7\n192.0.2.51/24 vlan7:0\n192.0.2.52/24 vlan7:1\n", live_addresses("vlan7"));
+    testbed::sh("ip link del vlan7");
+    EXPECT_EQ(vlan7, testbed::read(dir_ + "ifcfg-vlan7"));
+    EXPECT_EQ("DEVICE=vlan7:0\nBOOTPROTO=static\nIPADDR=192.0.2.51\nNETMASK=255.255.255.0\nTYPE=Ethernet\nONBOOT=no\n",
+              testbed::read(dir_ + "ifcfg-vlan7:0"));
+}
+
 TEST_F(AddressOperations, SwitchToDhcp)
 {
     struct sigaction saved {};
