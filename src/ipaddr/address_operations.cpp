@@ -194,6 +194,10 @@ int delete_address(char* ifname, _NetParams* params, _NetworkDevice* device)
     ipaddr::AddressText text = ipaddr::address_text(params->oldAddress, params->oldNetmask, params->oldFamily);
     int distro = kDistroUnknown;
     int result = get_linux_distro(&distro);
+    const host::ConfigDialect* dialect = host::dialect_for(distro);
+    // A name no file can carry is refused before anything changes.
+    if (dialect != nullptr && !host::is_file_name_safe(ifname))
+        return status::kFileOpen;
     int position = 0;
     _IpAddress* record =
         device->ipList != nullptr ? find_address(device->ipList, params->oldAddress, position) : nullptr;
@@ -211,8 +215,7 @@ int delete_address(char* ifname, _NetParams* params, _NetworkDevice* device)
         free(record);
     }
     DelIPAddress(ifname, &text.addressPrefix[0]);
-    const host::ConfigDialect* dialect = host::dialect_for(distro);
-    if (dialect == nullptr || !host::is_file_name_safe(ifname))
+    if (dialect == nullptr)
         return result;
     if (!dialect->quotedValues) {
         if (alias != kPrimaryAlias)

@@ -167,15 +167,22 @@ TEST(HostileExistingNames, AdaptersNamedWithShellSyntaxAreHandledAsData)
                       return status == 0 && statsLength == 156 ? 0 : 1000 + status;
                   }));
 
-        // An alias needs a file of its own: refused before anything changes.
+        // An alias needs a file of its own, a delete changes the file: both
+        // are refused before anything changes.
         _NetParams alias{};
         alias.operation = 2;
-        alias.newFamily = 2;
+        alias.oldFamily = alias.newFamily = 2;
         inet_pton(AF_INET, address_of(i, 2).c_str(), alias.newAddress);
         inet_pton(AF_INET, "255.255.255.0", alias.newNetmask);
         EXPECT_EQ(98,
                   call("SetAdapterIpAddress(add)", [&] { return NetworkAdapter().SetAdapterIpAddress(n, &alias); }));
         EXPECT_EQ(std::string::npos, run({"ip", "-o", "addr", "show"}).find(address_of(i, 2)));
+        run({"ip", "addr", "add", address_of(i, 3) + "/24", "dev", name});
+        alias.operation = 4;
+        inet_pton(AF_INET, address_of(i, 3).c_str(), alias.oldAddress);
+        EXPECT_EQ(98,
+                  call("SetAdapterIpAddress(delete)", [&] { return NetworkAdapter().SetAdapterIpAddress(n, &alias); }));
+        EXPECT_NE(std::string::npos, run({"ip", "-o", "addr", "show"}).find(address_of(i, 3) + "/24"));
 
         // ifdown gets the name as its one argument.
         EXPECT_EQ(0, call("BringLinkIfDown", [&] { return BringLinkIfDown(&std::string(name)[0]); }));
