@@ -185,16 +185,20 @@ TEST_F(AddressOperations, AliasFilesNeverTakeTheAdapterFile)
         GTEST_SKIP() << "the SUSE family keeps aliases in the adapter's file";
     const std::string eth0 = testbed::read(dir_ + "ifcfg-eth0");
     testbed::FileGuard guard{dir_ + "ifcfg-vlan7", dir_ + "ifcfg-vlan7:0", dir_ + "ifcfg-vlan7:1"};
-    // -2 is an alias number like any other: only -1 is the primary.
-    testbed::sh("ip addr add 192.0.2.40/24 dev eth0 label eth0:-2 && rm " + dir_ + "ifcfg-eth0:1");
-    testbed::write(dir_ + "ifcfg-eth0:-2", "DEVICE=eth0:-2\n");
+    // -2 is an alias number like any other: only -1 is the primary, and the
+    // next number after ifcfg-eth0:-2 is no reason to take ifcfg-eth0.
+    testbed::sh("ip addr add 192.0.2.40/24 dev eth0 label eth0:-2 && cd " + dir_
+                + " && rm ifcfg-eth0:1 && echo DEVICE=eth0:-2 >ifcfg-eth0:-2");
+    _NetParams add = request(2, nullptr, "192.0.2.41");
+    EXPECT_EQ(0, adapter_.SetAdapterIpAddress("eth0", &add));
     _NetParams remove = request(4, "192.0.2.40", nullptr);
     EXPECT_EQ(0, adapter_.SetAdapterIpAddress("eth0", &remove));
     EXPECT_FALSE(testbed::exists(dir_ + "ifcfg-eth0:-2"));
-    testbed::write(dir_ + "ifcfg-eth0:-5", "DEVICE=eth0:-5\n");
-    _NetParams add = request(2, nullptr, "192.0.2.41");
+    testbed::sh("mv " + dir_ + "ifcfg-eth0:0 " + dir_ + "ifcfg-eth0:-5");
+    add = request(2, nullptr, "192.0.2.42");
     EXPECT_EQ(0, adapter_.SetAdapterIpAddress("eth0", &add));
-    EXPECT_NE(std::string::npos, live_addresses("eth0").find("192.0.2.41/24 eth0:-4\n"));
+    EXPECT_EQ("192.0.2.10/24 eth0\n192.0.2.11/24 eth0:1\n192.0.2.41/24 eth0:0\n192.0.2.42/24 eth0:-4\n",
+              live_addresses("eth0"));
     EXPECT_NE(std::string::npos, testbed::read(dir_ + "ifcfg-eth0:-4").find("DEVICE=eth0:-4\n"));
     EXPECT_EQ(eth0, testbed::read(dir_ + "ifcfg-eth0"));
 
