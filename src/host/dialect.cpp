@@ -60,6 +60,12 @@ bool is_file_name_safe(const char* name)
     return true;
 }
 
+bool refuses_file_name(const char* name)
+{
+    int distro = kDistroUnknown;
+    return get_linux_distro(&distro) == 0 && dialect_for(distro) != nullptr && !is_file_name_safe(name);
+}
+
 bool is_value_safe(const char* text)
 {
     if (text == nullptr)

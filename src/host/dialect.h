@@ -42,6 +42,11 @@ const ConfigDialect* dialect_for(int distro);
 // syntax would add lines or commands to the file.
 bool is_file_name_safe(const char* name);
 
+// True when the host's family keeps configuration files and `name` could not
+// name one. An operation that goes on to write the file refuses such a name
+// (98) before it changes anything at run time.
+bool refuses_file_name(const char* name);
+
 } // namespace host
 
 #endif

@@ -96,6 +96,8 @@ int NetworkAdapter::SetMtuWrapper(char const* ifname, unsigned int mtu)
         const _NetworkDevice* device = list.find(ifname, name);
         if (device == nullptr)
             return linnet_report_failure(*this, status::kNoInterface);
+        if (host::refuses_file_name(name.c_str()))
+            return status::kFileOpen;
         int set = SetMTUIoctl(name.c_str(), mtu);
         if (set != status::kSuccess)
             return set;

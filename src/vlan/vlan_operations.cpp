@@ -148,6 +148,8 @@ int NetworkAdapter::SetVlanIdWrapper(char const* parent, unsigned short vlanId, 
         result = check_vlanid_exists(parent, vlanId, list.head());
         if (result != status::kSuccess)
             return linnet_report_failure(*this, result);
+        if (networkManagerEnabled == 0 && host::refuses_file_name(parent))
+            return status::kFileOpen;
 
         result = add_vlan_interface(parent, vlanId);
         // NetworkManager would override the file, so none is written.

@@ -157,9 +157,12 @@ TEST(HostileExistingNames, AdaptersNamedWithShellSyntaxAreHandledAsData)
         inet_ntop(AF_INET, buffer.data() + offsetof(_IpAddress, address), dotted, sizeof dotted);
         EXPECT_EQ(address_of(i, 1), dotted);
 
-        // The kernel takes the MTU; the file is refused (98).
+        // The file would be refused, so neither the MTU nor a VLAN is set
+        // at run time (98).
         EXPECT_EQ(98, call("SetMtu", [&] { return NetworkAdapter().SetMtu(n, 1400); }));
-        EXPECT_NE(std::string::npos, link_of(name).find(" mtu 1400 ")) << link_of(name);
+        EXPECT_EQ(std::string::npos, link_of(name).find(" mtu 1400 ")) << link_of(name);
+        EXPECT_EQ(98, call("SetVlanId", [&] { return NetworkAdapter().SetVlanId(n, 7, 0); }));
+        EXPECT_EQ("", link_of(name + ".7"));
 
         EXPECT_EQ(0, call("GetAdapterStats", [&] {
                       unsigned int statsLength = 0;
