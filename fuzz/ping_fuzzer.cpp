@@ -2,7 +2,7 @@
 // give the counts and the average of a summary put after the rest, which the
 // response must then carry. (The reader prints its summary line on standard
 // output; scripts/fuzz runs the targets with it closed.)
-#include "diag/diag_text.h"
+#include "diag/ping_text.h"
 #include "fuzz_support.h"
 
 #include <cstddef>

@@ -2,7 +2,8 @@
 // The input is a table (its first line the column header) read line by line
 // into one record, as GetConnections reads it; its first bytes give the
 // fields of a socket line put after it, which the record must then hold.
-#include "diag/diag_text.h"
+#include "diag/socket_table.h"
+#include "diag/tool_output.h"
 #include "fuzz_support.h"
 
 #include <cstddef>

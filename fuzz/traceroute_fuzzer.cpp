@@ -2,8 +2,8 @@
 // area. The records stay inside the area and are counted in its length; the
 // input's first bytes give hops put after the rest, which must come out as
 // the last records, the final one marked as the trace's last hop.
-#include "diag/diag_text.h"
 #include "diag/hop_record.h"
+#include "diag/traceroute_text.h"
 #include "fuzz_support.h"
 
 #include <cstddef>

@@ -1,6 +1,6 @@
 // The host's IPv4 TCP and UDP sockets, from the kernel's socket tables.
-#include "diag_text.h"
 #include "interface/guard.h"
+#include "socket_table.h"
 
 #include <cerrno>
 #include <cstdio>

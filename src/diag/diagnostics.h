@@ -18,8 +18,6 @@ LINNET_EXPORT int execute_ping_cmd(char* cmdbuf, const char* path, char* target,
 LINNET_EXPORT int execute_traceroute_cmd(char* cmdbuf, const char* path, const char* target);
 LINNET_EXPORT int parse_fill_ping_response(const char* path, _PingResponse* out);
 LINNET_EXPORT int parse_fill_traceroute_response(const char* path, ThreadParams* params);
-// 0 when valid: kind 1 a host address, kind 2 a netmask.
-LINNET_EXPORT int ValidateAddress(const char* text, unsigned char kind);
 // Fills the counters of one interface from sysfs; returns 0.
 LINNET_EXPORT int ParseSysNetDev(_InterfaceStats* stats, char* ifname);
 

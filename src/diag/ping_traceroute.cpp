@@ -2,7 +2,6 @@
 // publishes the result in the caller's SharedMem area.
 #include "diagnostics.h"
 
-#include "diag_text.h"
 #include "hop_record.h"
 #include "host/command.h"
 #include "host/fixed_file.h"
@@ -10,6 +9,8 @@
 #include "interface/conversions.h"
 #include "interface/guard.h"
 #include "interface/status.h"
+#include "ping_text.h"
+#include "traceroute_text.h"
 
 #include <atomic>
 #include <cerrno>

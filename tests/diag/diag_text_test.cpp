@@ -2,9 +2,13 @@
 // table lines, address checks, and the workers' publication when no tool runs.
 #include "../unit/scratch.h"
 
-#include "diag/diag_text.h"
+#include "diag/address_check.h"
 #include "diag/diagnostics.h"
 #include "diag/hop_record.h"
+#include "diag/ping_text.h"
+#include "diag/socket_table.h"
+#include "diag/tool_output.h"
+#include "diag/traceroute_text.h"
 
 #include <cstdio>
 #include <fcntl.h>

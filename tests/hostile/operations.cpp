@@ -3,6 +3,7 @@
 #include "host_watch.h"
 
 #include "dhcp/dhcp.h"
+#include "diag/address_check.h"
 #include "diag/diagnostics.h"
 #include "dns/dns.h"
 #include "gateway/gateway.h"
