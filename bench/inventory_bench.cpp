@@ -2,7 +2,7 @@
 // from: running "ip addr show" into a file, the same way the library runs it.
 // Run inside the simulated host (bench/run-inventory does that for several
 // adapter counts); prints the medians and their ratios.
-#include "host/command.h"
+#include "host/command_runner.h"
 #include "host/fixed_file.h"
 #include "mxlinnet.h"
 

@@ -4,7 +4,7 @@
 #include "dhcp.h"
 
 #include "dhcp_rules.h"
-#include "host/command.h"
+#include "host/command_runner.h"
 #include "host/distro.h"
 #include "host/operation_lock.h"
 #include "interface/globals.h"

@@ -3,7 +3,7 @@
 #include "diagnostics.h"
 
 #include "hop_record.h"
-#include "host/command.h"
+#include "host/command_runner.h"
 #include "host/fixed_file.h"
 #include "host/operation_lock.h"
 #include "interface/conversions.h"

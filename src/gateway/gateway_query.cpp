@@ -4,7 +4,7 @@
 #include "gateway.h"
 
 #include "gateway_rules.h"
-#include "host/command.h"
+#include "host/command_runner.h"
 #include "host/config_file.h"
 #include "host/dialect.h"
 #include "host/distro.h"

@@ -1,6 +1,6 @@
 #include "distro.h"
 
-#include "command.h"
+#include "command_runner.h"
 #include "config_file.h"
 #include "interface/guard.h"
 #include "interface/status.h"

@@ -1,6 +1,6 @@
 #include "services.h"
 
-#include "command.h"
+#include "command_runner.h"
 #include "config_file.h"
 #include "config_dir.h"
 #include "distro.h"

@@ -1,6 +1,6 @@
 #include "snapshot.h"
 
-#include "host/command.h"
+#include "host/command_runner.h"
 #include "host/fixed_file.h"
 #include "interface/guard.h"
 #include "interface/lists.h"

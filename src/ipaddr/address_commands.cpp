@@ -1,7 +1,7 @@
 // Checks over an adapter's address list and the run-time address commands.
 #include "address_commands.h"
 
-#include "host/command.h"
+#include "host/command_runner.h"
 #include "host/operation_lock.h"
 #include "interface/conversions.h"
 #include "interface/guard.h"

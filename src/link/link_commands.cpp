@@ -4,7 +4,7 @@
 // collected although it ran).
 #include "link_control.h"
 
-#include "host/command.h"
+#include "host/command_runner.h"
 #include "host/operation_lock.h"
 #include "interface/guard.h"
 #include "interface/status.h"

@@ -1,7 +1,7 @@
 // Creating and removing 802.1Q VLAN interfaces with vconfig.
 #include "vlan.h"
 
-#include "host/command.h"
+#include "host/command_runner.h"
 #include "host/dialect.h"
 #include "host/distro.h"
 #include "host/operation_lock.h"

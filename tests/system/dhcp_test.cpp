@@ -4,7 +4,7 @@
 #include "testbed.h"
 
 #include "dhcp/dhcp.h"
-#include "host/command.h"
+#include "host/command_runner.h"
 #include "host/distro.h"
 #include "interface/globals.h"
 #include "interface/status.h"

@@ -1,5 +1,5 @@
 // How commands are formed and run: one argument per value, never a shell.
-#include "host/command.h"
+#include "host/command_runner.h"
 #include "scratch.h"
 
 #include <gtest/gtest.h>
