@@ -6,7 +6,8 @@
 // supplies, as a flat array of the packed records below without their trailing
 // link, and the number of bytes written is stored through the caller's length
 // pointer. The library never checks the buffer's size: supply room for every
-// entry. Calls must be serialised by the application.
+// entry. Calls may come from several threads and processes at once: each
+// operation waits its turn (across processes only for root).
 #ifndef MXLINNET_H
 #define MXLINNET_H
 
@@ -123,7 +124,29 @@ struct _InterfaceStats {
     _InterfaceStats* next; // list link, not part of a flattened entry
 };
 
+// One hop of a traceroute: a finished TraceRoute leaves dataLength / 25 of
+// them end to end from the start of SharedMem::data (at most 163).
+struct _TraceRouteHop {
+    enum Kind : uint8_t { kLast = 1, kIntermediate = 3 };
+    uint8_t hopKind;             // kIntermediate, or kLast for the trace's last record
+    unsigned char hopAddress[4]; // IPv4 address, network byte order
+    unsigned char reserved[12];  // zero
+    uint64_t hopRtt;             // average of the hop's times, in microseconds
+};
+
 #pragma pack(pop)
+
+// The counters of _InterfaceStats, in the order they are shown. Each is read
+// from the file of its name in /sys/class/net/IF/statistics into its slot n:
+// the 8 bytes at offset 20 + 8n, and bit n of validMask.
+struct InterfaceCounter {
+    const char* name;
+    unsigned slot;
+};
+constexpr InterfaceCounter kInterfaceCounters[] = {
+    {"rx_bytes", 2}, {"rx_packets", 3}, {"rx_errors", 1},  {"rx_dropped", 0},  {"multicast", 13},
+    {"tx_bytes", 6}, {"tx_packets", 7}, {"tx_errors", 10}, {"tx_dropped", 11},
+};
 
 // The byte layouts are a contract with the application.
 static_assert(sizeof(void*) == 8, "the record layouts assume 64-bit pointers");
@@ -213,6 +236,29 @@ static_assert(offsetof(_InterfaceStats, txDropped) == 108, "_InterfaceStats.txDr
 static_assert(offsetof(_InterfaceStats, multicast) == 124, "_InterfaceStats.multicast");
 static_assert(offsetof(_InterfaceStats, reservedTail) == 132, "_InterfaceStats.reservedTail");
 static_assert(offsetof(_InterfaceStats, next) == 156, "_InterfaceStats.next");
+
+static_assert(sizeof(_TraceRouteHop) == 25, "_TraceRouteHop size");
+static_assert(offsetof(_TraceRouteHop, hopKind) == 0, "_TraceRouteHop.hopKind");
+static_assert(offsetof(_TraceRouteHop, hopAddress) == 1, "_TraceRouteHop.hopAddress");
+static_assert(offsetof(_TraceRouteHop, reserved) == 5, "_TraceRouteHop.reserved");
+static_assert(offsetof(_TraceRouteHop, hopRtt) == 17, "_TraceRouteHop.hopRtt");
+
+// Where counter slot n lies in _InterfaceStats; each counter's slot holds the
+// field of its name.
+constexpr size_t counter_slot_offset(unsigned slot)
+{
+    return offsetof(_InterfaceStats, rxDropped) + sizeof(uint64_t) * slot;
+}
+static_assert(counter_slot_offset(kInterfaceCounters[0].slot) == offsetof(_InterfaceStats, rxBytes), "rx_bytes");
+static_assert(counter_slot_offset(kInterfaceCounters[1].slot) == offsetof(_InterfaceStats, rxPackets), "rx_packets");
+static_assert(counter_slot_offset(kInterfaceCounters[2].slot) == offsetof(_InterfaceStats, rxErrors), "rx_errors");
+static_assert(counter_slot_offset(kInterfaceCounters[3].slot) == offsetof(_InterfaceStats, rxDropped), "rx_dropped");
+static_assert(counter_slot_offset(kInterfaceCounters[4].slot) == offsetof(_InterfaceStats, multicast), "multicast");
+static_assert(counter_slot_offset(kInterfaceCounters[5].slot) == offsetof(_InterfaceStats, txBytes), "tx_bytes");
+static_assert(counter_slot_offset(kInterfaceCounters[6].slot) == offsetof(_InterfaceStats, txPackets), "tx_packets");
+static_assert(counter_slot_offset(kInterfaceCounters[7].slot) == offsetof(_InterfaceStats, txErrors), "tx_errors");
+static_assert(counter_slot_offset(kInterfaceCounters[8].slot) == offsetof(_InterfaceStats, txDropped), "tx_dropped");
+static_assert(sizeof kInterfaceCounters / sizeof kInterfaceCounters[0] == 9, "nine counters");
 
 // ---------------------------------------------------------------------------
 // The adapter object. The application allocates it; its only data is the

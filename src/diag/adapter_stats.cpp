@@ -19,20 +19,6 @@ namespace {
 constexpr size_t kPathSize = 160;
 constexpr size_t kCounterLineSize = 160;
 constexpr size_t kBaseNameSize = 256;
-constexpr size_t kFirstSlotOffset = offsetof(_InterfaceStats, rxDropped);
-constexpr size_t kSlotSize = sizeof(uint64_t);
-
-// A counter file and its slot: slot n lives at offset 20 + 8n and owns bit n.
-struct Counter {
-    const char* file;
-    unsigned slot;
-};
-
-// In the order they are read.
-constexpr Counter kCounters[] = {
-    {"rx_bytes", 2},   {"rx_packets", 3}, {"tx_bytes", 6},    {"tx_packets", 7}, {"rx_errors", 1},
-    {"rx_dropped", 0}, {"tx_errors", 10}, {"tx_dropped", 11}, {"multicast", 13},
-};
 
 // Reads the counter file; false when it does not open.
 bool read_counter(const char* ifname, const char* file, unsigned long long& value)
@@ -66,11 +52,11 @@ int ParseSysNetDev(_InterfaceStats* stats, char* ifname)
     // A name is one directory under /sys/class/net, never a path elsewhere.
     if (ifname == nullptr || strchr(ifname, '/') != nullptr)
         return status::kSuccess;
-    for (const Counter& counter : kCounters) {
-        unsigned char* slot = reinterpret_cast<unsigned char*>(stats) + kFirstSlotOffset + counter.slot * kSlotSize;
+    for (const InterfaceCounter& counter : kInterfaceCounters) {
+        unsigned char* slot = reinterpret_cast<unsigned char*>(stats) + counter_slot_offset(counter.slot);
         unsigned long long value = 0;
         memcpy(&value, slot, sizeof value);
-        if (!read_counter(ifname, counter.file, value))
+        if (!read_counter(ifname, counter.name, value))
             continue;
         memcpy(slot, &value, sizeof value);
         stats->validMask |= 1u << counter.slot;
