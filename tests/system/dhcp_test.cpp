@@ -90,6 +90,8 @@ pid_t start_sleeper()
 }
 
 // Gone, a zombie, or with SIGKILL pending (kill() marks that at once).
+// Between taking the signal and becoming a zombie a process shows none of
+// them, so a kill is awaited and only a spared process is judged at once.
 bool killed(pid_t pid)
 {
     const std::string proc = "/proc/" + std::to_string(pid);
@@ -159,7 +161,7 @@ TEST_F(Dhcp, EnableRewritesTheFileCyclesTheLinkAndStartsTheClientOnSuse)
         const pid_t client = std::stoi(pidText);
         EXPECT_FALSE(killed(client));
         EXPECT_EQ(0, kill_dhc_process(kDistroSuse, const_cast<char*>("eth2")));
-        EXPECT_TRUE(killed(client));
+        EXPECT_TRUE(eventually([&] { return killed(client); }));
         EXPECT_TRUE(testbed::exists(kDhcpcdPidEth2)) << "the pid file is left for the caller";
     }
     ASSERT_TRUE(no_children_left());
@@ -306,10 +308,10 @@ TEST(DhcpKill, PidFileOfTheFamilyAndNothingButAnOrdinaryProcess)
     testbed::write(dhclientPid, std::to_string(dhclient) + "\n");
     testbed::write(dhcpcdPid, std::to_string(dhcpcd) + "\n");
     EXPECT_EQ(0, kill_dhc_process(kDistroRedHat, eth0));
-    EXPECT_TRUE(killed(dhclient));
+    EXPECT_TRUE(eventually([&] { return killed(dhclient); }));
     EXPECT_FALSE(killed(dhcpcd));
     EXPECT_EQ(0, kill_dhc_process(kDistroXenServer, eth0));
-    EXPECT_TRUE(killed(dhcpcd));
+    EXPECT_TRUE(eventually([&] { return killed(dhcpcd); }));
     EXPECT_TRUE(testbed::exists(dhclientPid) && testbed::exists(dhcpcdPid));
 
     // Junk signals nothing: 0 would end this test's process group, a value
