@@ -1,11 +1,11 @@
 // linnet up|down IF, linnet addr ..., linnet dhcp IF.
 #include "commands.h"
 
-#include "interface/conversions.h"
+#include "library_symbols.h"
+#include "records.h"
 
 #include <arpa/inet.h>
-#include <cstring>
-#include <vector>
+#include <cstdlib>
 
 namespace cli {
 
@@ -13,7 +13,8 @@ namespace {
 
 constexpr unsigned char kEnable = 2;
 constexpr unsigned char kDisable = 1;
-constexpr unsigned kAddressEntry = 54;
+// Room for the addresses of one adapter.
+constexpr size_t kMaxAddresses = 256;
 enum Operation : uint8_t { kSetPrimary = 1, kAddAlias = 2, kModifyAlias = 3, kDeleteAlias = 4 };
 
 struct AddressArgument {
@@ -28,16 +29,15 @@ AddressArgument parse_address(const std::string& text)
     AddressArgument parsed;
     size_t slash = text.find('/');
     std::string address = text.substr(0, slash);
-    in_addr binary{};
-    if (inet_pton(AF_INET, address.c_str(), &binary) != 1)
+    if (inet_pton(AF_INET, address.c_str(), parsed.address) != 1)
         throw CLI::ValidationError("ADDR", "'" + text + "' is not an IPv4 address (A.B.C.D or A.B.C.D/PREFIX)");
-    memcpy(parsed.address, &binary, 4);
     if (slash != std::string::npos) {
         char* end = nullptr;
         long prefix = strtol(text.c_str() + slash + 1, &end, 10);
         if (*end != '\0' || end == text.c_str() + slash + 1 || prefix < 0 || prefix > 32)
             throw CLI::ValidationError("ADDR", "'" + text + "' has no prefix length from 0 to 32");
-        ConvertPrefixToOctets(static_cast<unsigned char>(prefix), parsed.netmask);
+        uint32_t netmask = htonl(prefix == 0 ? 0 : ~uint32_t{0} << (32 - prefix));
+        memcpy(parsed.netmask, &netmask, sizeof netmask);
         parsed.hasPrefix = true;
     }
     return parsed;
@@ -45,47 +45,29 @@ AddressArgument parse_address(const std::string& text)
 
 std::vector<_IpAddress> adapter_addresses(NetworkAdapter& adapter, const std::string& name, int& status)
 {
-    std::vector<unsigned char> buffer(size_t{256} * kAddressEntry);
+    std::vector<unsigned char> buffer = buffer_for<_IpAddress>(kMaxAddresses);
     unsigned int length = 0;
-    status = adapter.GetAdapterIpAddress(name.c_str(), 2, 0, buffer.data(), &length);
-    std::vector<_IpAddress> addresses;
-    for (unsigned offset = 0; offset + kAddressEntry <= length; offset += kAddressEntry) {
-        _IpAddress record{};
-        memcpy(&record, buffer.data() + offset, kAddressEntry);
-        addresses.push_back(record);
-    }
-    return addresses;
-}
-
-std::string dotted(const unsigned char* bytes)
-{
-    char text[kAddressTextSize] = {};
-    ConvertDataToString(const_cast<unsigned char*>(bytes), text, 2);
-    return text;
+    status = adapter.GetAdapterIpAddress(name.c_str(), kFamilyInet, 0, buffer.data(), &length);
+    return entries<_IpAddress>(buffer.data(), length);
 }
 
 int list_addresses(NetworkAdapter& adapter, const Output& output, const std::string& name)
 {
     int status = 0;
     std::vector<_IpAddress> addresses = adapter_addresses(adapter, name, status);
-    if (status != 0 && status != 103)
+    if (status != status::kSuccess && status != status::kNoAddress)
         return output.failure(status);
-    nlohmann::json document = nlohmann::json::array();
+    Fields fields(output.json);
+    fields.list().text(addresses.empty() ? name + ": no IPv4 address\n" : "");
     for (const _IpAddress& record : addresses) {
-        std::string mask = dotted(record.netmask);
-        document.push_back({{"address", dotted(record.address)},
-                            {"netmask", mask},
-                            {"prefix", get_masknum_from_string(reinterpret_cast<unsigned char*>(&mask[0]))},
-                            {"alias", static_cast<int>(record.aliasIndex)},
-                            {"label", record.aliasIndex < 0 ? name : name + ":" + std::to_string(record.aliasIndex)}});
+        fields.item()
+            .field("address", "%s", dotted(record.address))
+            .json("netmask", dotted(record.netmask))
+            .field("prefix", "/%d  ", prefix_length(record.netmask))
+            .json("alias", +record.aliasIndex)
+            .field("label", "%s\n", record.aliasIndex < 0 ? name : name + ":" + std::to_string(record.aliasIndex));
     }
-    return output.show(document, [&](std::ostream& out) {
-        if (document.empty())
-            out << name << ": no IPv4 address\n";
-        for (const nlohmann::json& entry : document)
-            out << entry["address"].get<std::string>() << '/' << entry["prefix"].get<int>() << "  "
-                << entry["label"].get<std::string>() << '\n';
-    });
+    return fields.print();
 }
 
 // Fills a missing netmask from the address as the adapter carries it.
@@ -106,7 +88,7 @@ int set_address(NetworkAdapter& adapter, const Output& output, const std::string
     _NetParams params{};
     params.operation = operation;
     params.useDhcp = dhcp ? 1 : 0;
-    params.oldFamily = params.newFamily = 2;
+    params.oldFamily = params.newFamily = kFamilyInet;
     if (oldAddress != nullptr) {
         memcpy(params.oldAddress, oldAddress->address, 16);
         memcpy(params.oldNetmask, oldAddress->netmask, 16);
@@ -115,26 +97,15 @@ int set_address(NetworkAdapter& adapter, const Output& output, const std::string
         memcpy(params.newAddress, newAddress->address, 16);
         memcpy(params.newNetmask, newAddress->netmask, 16);
     }
-    int status = 0;
-    {
-        LibraryOutput quiet(showLibraryOutput);
-        status = adapter.SetAdapterIpAddress(name.c_str(), &params);
-    }
-    return status != 0 ? output.failure(status) : 0;
+    return output.result(quietly([&] { return adapter.SetAdapterIpAddress(name.c_str(), &params); }));
 }
 
 int switch_adapter(NetworkAdapter& adapter, const Output& output, const std::string& name, unsigned char action)
 {
-    int status = 0;
-    {
-        LibraryOutput quiet(showLibraryOutput);
-        status = adapter.DisableEnable(name.c_str(), action);
-    }
-    return status != 0 ? output.failure(status) : 0;
+    return output.result(quietly([&] { return adapter.DisableEnable(name.c_str(), action); }));
 }
 
 } // namespace
-
 void add_address_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus)
 {
     static std::string name, first, second;

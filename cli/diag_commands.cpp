@@ -1,21 +1,15 @@
 // linnet ping, traceroute, connections, stats: the diagnostics.
 #include "commands.h"
 
-#include "diag/hop_record.h"
-#include "interface/conversions.h"
-#include "interface/status.h"
+#include "library_symbols.h"
+#include "records.h"
 
 #include <arpa/inet.h>
 #include <atomic>
 #include <chrono>
-#include <cstdio>
-#include <cstring>
 #include <fstream>
-#include <iomanip>
 #include <iostream>
-#include <sstream>
 #include <thread>
-#include <vector>
 
 namespace cli {
 
@@ -28,39 +22,19 @@ constexpr int kPollsPerDot = 10;
 // How long a tool may take beyond its own deadline before linnet gives up.
 constexpr unsigned kPingGraceSeconds = 30;
 constexpr unsigned kTraceRouteSeconds = 600;
-constexpr size_t kStatsEntrySize = 156;
 // Sockets that may appear between counting the tables and reading them.
 constexpr size_t kSpareSockets = 4096;
+constexpr uint8_t kTcp = 1;
+constexpr uint8_t kUdp = 2;
 
-struct CounterColumn {
-    const char* name;
+// A column of `stats --watch`: the rate of one counter.
+struct RateColumn {
+    const char* key;
     unsigned slot;
+    int width;
 };
-
-// The counters as shown, with their slots in the record.
-constexpr CounterColumn kCounterColumns[] = {
-    {"rx_bytes", 2}, {"rx_packets", 3}, {"rx_errors", 1},  {"rx_dropped", 0},  {"multicast", 13},
-    {"tx_bytes", 6}, {"tx_packets", 7}, {"tx_errors", 10}, {"tx_dropped", 11},
-};
-
-std::string dotted(const unsigned char* bytes)
-{
-    char text[kAddressTextSize] = {};
-    unsigned char copy[4];
-    memcpy(copy, bytes, sizeof copy);
-    ConvertDataToString(copy, text, 2);
-    return text;
-}
-
-// A target the library takes: not empty, within its field, and not IPv6
-// (which it refuses, 105).
-int check_target(const std::string& target)
-{
-    if (target.empty() || target.size() >= kTargetSize)
-        throw CLI::ValidationError("TARGET", "must be 1 to " + std::to_string(kTargetSize - 1) + " characters");
-    in6_addr ipv6{};
-    return inet_pton(AF_INET6, target.c_str(), &ipv6) == 1 ? status::kIpv6Unsupported : status::kSuccess;
-}
+constexpr RateColumn kRateColumns[] = {
+    {"rx_bytes_per_s", 2, 14}, {"rx_packets_per_s", 3, 12}, {"tx_bytes_per_s", 6, 14}, {"tx_packets_per_s", 7, 12}};
 
 // Polls the worker's completion flag, with a dot on standard error every
 // second unless the output is JSON; false after `seconds`.
@@ -82,121 +56,102 @@ bool wait_for_result(SharedMem& area, unsigned seconds, bool progress)
     return finished;
 }
 
-int no_result(const Output& output, const char* tool, unsigned seconds)
+// The area the worker that `start` starts for `target` filled within
+// `seconds`; null, with the exit status in `exitStatus`, when the library
+// refused or the worker did not finish. The area lives as long as the
+// process: a worker that outlives the wait still writes to it.
+SharedMem* worker_result(const Output& output, const std::string& target, const char* tool, unsigned seconds,
+                         const std::function<int(SharedMem&)>& start, int& exitStatus)
 {
-    std::cerr << "linnet: no result from " << tool << " after " << seconds << " s\n";
-    return output.json ? output.failure(status::kFailure) : exit_status_for(status::kFailure);
-}
-
-// The area lives as long as the process: a worker that outlives our wait
-// still writes to it.
-SharedMem& new_area()
-{
-    return *new SharedMem{};
+    if (target.empty() || target.size() >= kTargetSize)
+        throw CLI::ValidationError("TARGET", "must be 1 to " + std::to_string(kTargetSize - 1) + " characters");
+    // The library refuses IPv6.
+    in6_addr ipv6{};
+    if (inet_pton(AF_INET6, target.c_str(), &ipv6) == 1) {
+        exitStatus = output.failure(status::kIpv6Unsupported);
+        return nullptr;
+    }
+    SharedMem& area = *new SharedMem{};
+    bool finished = false;
+    int status = quietly([&] {
+        int started = start(area);
+        finished = started == 0 && wait_for_result(area, seconds, !output.json);
+        return started;
+    });
+    if (status != 0) {
+        exitStatus = output.failure(status);
+        return nullptr;
+    }
+    if (!finished) {
+        std::cerr << "linnet: no result from " << tool << " after " << seconds << " s\n";
+        exitStatus = output.json ? output.failure(status::kFailure) : exit_status_for(status::kFailure);
+        return nullptr;
+    }
+    return &area;
 }
 
 int run_ping(NetworkAdapter& adapter, const Output& output, const std::string& target, unsigned count, unsigned long ms)
 {
-    int refused = check_target(target);
-    if (refused != status::kSuccess)
-        return output.failure(refused);
-    SharedMem& area = new_area();
     const unsigned long deadline = ms == 0 ? 1 : ms / 1000;
     const unsigned seconds = static_cast<unsigned>(deadline) + (count == 0 ? 4 : count) + kPingGraceSeconds;
-    bool finished = false;
-    int status = 0;
-    {
-        LibraryOutput quiet(showLibraryOutput);
-        status = adapter.Ping(target.c_str(), kTextTarget, static_cast<unsigned char>(count), ms, &area);
-        finished = status == 0 && wait_for_result(area, seconds, !output.json);
-    }
-    if (status != 0)
-        return output.failure(status);
-    if (!finished)
-        return no_result(output, "ping", seconds);
-    _PingResponse response;
-    memcpy(&response, area.data, sizeof response);
-    delete &area;
+    int exitStatus = 0;
+    SharedMem* area = worker_result(
+        output, target, "ping", seconds,
+        [&](SharedMem& shm) {
+            return adapter.Ping(target.c_str(), kTextTarget, static_cast<unsigned char>(count), ms, &shm);
+        },
+        exitStatus);
+    if (area == nullptr)
+        return exitStatus;
+    const _PingResponse response = first_entry<_PingResponse>(area->data, sizeof area->data);
+    delete area;
     unsigned sent = response.packetsSent, received = response.packetsReceived;
-    nlohmann::json document{{"target", target},
-                            {"sent", sent},
-                            {"received", received},
-                            {"avg_rtt_ms", static_cast<uint64_t>(response.avgRtt)}};
-    return output.show(document, [&](std::ostream& out) {
-        out << target << ": " << sent << " sent, " << received << " received";
-        if (sent != 0)
-            out << ", " << (sent - std::min(sent, received)) * 100 / sent << "% loss";
-        out << ", average " << response.avgRtt << " ms\n";
-    });
+    return Fields(output.json)
+        .field("target", "%s: ", target)
+        .field("sent", "%u sent, ", sent)
+        .field("received", "%u received", received)
+        .text(sent != 0 ? format(", %u%% loss", (sent - std::min(sent, received)) * 100 / sent) : "")
+        .field("avg_rtt_ms", ", average %lu ms\n", static_cast<uint64_t>(response.avgRtt))
+        .print();
 }
 
 int run_traceroute(NetworkAdapter& adapter, const Output& output, const std::string& target)
 {
-    int refused = check_target(target);
-    if (refused != status::kSuccess)
-        return output.failure(refused);
-    SharedMem& area = new_area();
     char field[kTargetSize] = {};
     snprintf(field, sizeof field, "%s", target.c_str());
-    bool finished = false;
-    int status = 0;
-    {
-        LibraryOutput quiet(showLibraryOutput);
-        status = adapter.TraceRoute(field, kTextTarget, &area);
-        finished = status == 0 && wait_for_result(area, kTraceRouteSeconds, !output.json);
+    int exitStatus = 0;
+    SharedMem* area = worker_result(
+        output, target, "traceroute", kTraceRouteSeconds,
+        [&](SharedMem& shm) { return adapter.TraceRoute(field, kTextTarget, &shm); }, exitStatus);
+    if (area == nullptr)
+        return exitStatus;
+    const std::vector<_TraceRouteHop> hops =
+        entries<_TraceRouteHop>(area->data, std::min<size_t>(area->dataLength, sizeof area->data));
+    delete area;
+    Fields fields(output.json);
+    fields.field("target", "traceroute to %s\n", target).list("hops").text(hops.empty() ? "no hop answered\n" : "");
+    int number = 0;
+    for (const _TraceRouteHop& hop : hops) {
+        const bool last = hop.hopKind == _TraceRouteHop::kLast;
+        fields.item()
+            .text(format("%2d  ", ++number))
+            .field("address", "%-16s", dotted(hop.hopAddress))
+            .field_as("rtt_us", static_cast<uint64_t>(hop.hopRtt), format("%10.3f ms", hop.hopRtt / 1000.0))
+            .field_as("last", last, last ? "  (last)\n" : "\n");
     }
-    if (status != 0)
-        return output.failure(status);
-    if (!finished)
-        return no_result(output, "traceroute", kTraceRouteSeconds);
-    std::vector<_TraceRouteHop> hops(std::min<size_t>(area.dataLength / sizeof(_TraceRouteHop), diag::kMaxHopRecords));
-    memcpy(hops.data(), area.data, hops.size() * sizeof(_TraceRouteHop));
-    delete &area;
-    nlohmann::json document{{"target", target}, {"hops", nlohmann::json::array()}};
-    for (const _TraceRouteHop& hop : hops)
-        document["hops"].push_back({{"address", dotted(hop.hopAddress)},
-                                    {"rtt_us", static_cast<uint64_t>(hop.hopRtt)},
-                                    {"last", hop.hopKind == diag::kHopLast}});
-    return output.show(document, [&](std::ostream& out) {
-        out << "traceroute to " << target << '\n';
-        if (hops.empty())
-            out << "no hop answered\n";
-        int number = 0;
-        for (const _TraceRouteHop& hop : hops) {
-            out << std::right << std::setw(2) << ++number << "  " << std::left << std::setw(16)
-                << dotted(hop.hopAddress) << std::right << std::setw(10) << std::fixed << std::setprecision(3)
-                << hop.hopRtt / 1000.0 << " ms" << (hop.hopKind == diag::kHopLast ? "  (last)" : "") << '\n';
-        }
-    });
+    return fields.print();
 }
 
-// The name `ss` gives the state the library stores.
+// The name `ss` gives a state the library stores.
 std::string state_name(uint8_t protocol, uint8_t state)
 {
-    switch (state) {
-    case 2:
-        return protocol == 2 ? "UNCONN" : "LISTEN";
-    case 3:
-        return "SYN-RECV";
-    case 4:
-        return "FIN-WAIT-1";
-    case 5:
-        return "ESTAB";
-    case 6:
-        return "TIME-WAIT";
-    case 7:
-        return "CLOSE";
-    case 8:
-        return "CLOSE-WAIT";
-    case 9:
-        return "LAST-ACK";
-    case 11:
-        return "CLOSING";
-    case 12:
-        return "NEW-SYN-RECV";
-    default:
-        return "STATE-" + std::to_string(state);
-    }
+    static const char* const kNames[] = {nullptr, nullptr,     "LISTEN",      "SYN-RECV",   "FIN-WAIT-1",
+                                         "ESTAB", "TIME-WAIT", "CLOSE",       "CLOSE-WAIT", "LAST-ACK",
+                                         nullptr, "CLOSING",   "NEW-SYN-RECV"};
+    if (state == 2 && protocol == kUdp)
+        return "UNCONN";
+    const char* name = state < std::size(kNames) ? kNames[state] : nullptr;
+    return name != nullptr ? name : "STATE-" + std::to_string(state);
 }
 
 size_t table_lines(const char* path)
@@ -217,63 +172,34 @@ std::string endpoint(const unsigned char* address, uint32_t port)
 int list_connections(NetworkAdapter& adapter, const Output& output)
 {
     // The library does not know the buffer's size: room for every socket.
-    size_t capacity = table_lines("/proc/net/tcp") + table_lines("/proc/net/udp") + kSpareSockets;
-    std::vector<unsigned char> buffer(capacity * sizeof(_ConnectionEntry));
+    std::vector<unsigned char> buffer =
+        buffer_for<_ConnectionEntry>(table_lines("/proc/net/tcp") + table_lines("/proc/net/udp") + kSpareSockets);
     unsigned int length = 0;
-    int status = 0;
-    {
-        LibraryOutput quiet(showLibraryOutput);
-        status = adapter.GetConnections(buffer.data(), &length);
-    }
+    int status = quietly([&] { return adapter.GetConnections(buffer.data(), &length); });
     if (status != 0)
         return output.failure(status);
-    std::vector<_ConnectionEntry> list(length / sizeof(_ConnectionEntry));
-    memcpy(list.data(), buffer.data(), list.size() * sizeof(_ConnectionEntry));
-    nlohmann::json document = nlohmann::json::array();
-    for (const _ConnectionEntry& entry : list)
-        document.push_back({{"protocol", entry.protocol == 1 ? "tcp" : "udp"},
-                            {"state", state_name(entry.protocol, entry.state)},
-                            {"state_code", entry.state},
-                            {"local", dotted(entry.localAddress)},
-                            {"local_port", static_cast<uint32_t>(entry.localPort)},
-                            {"peer", dotted(entry.remoteAddress)},
-                            {"peer_port", static_cast<uint32_t>(entry.remotePort)}});
-    return output.show(document, [&](std::ostream& out) {
-        out << std::left << std::setw(7) << "Netid" << std::setw(13) << "State" << std::setw(24) << "Local Address:Port"
-            << "Peer Address:Port\n";
-        for (const _ConnectionEntry& entry : list)
-            out << std::setw(7) << (entry.protocol == 1 ? "tcp" : "udp") << std::setw(13)
-                << state_name(entry.protocol, entry.state) << std::setw(24)
-                << endpoint(entry.localAddress, entry.localPort) << endpoint(entry.remoteAddress, entry.remotePort)
-                << '\n';
-    });
-}
-
-uint64_t counter(const _InterfaceStats& stats, unsigned slot)
-{
-    uint64_t value = 0;
-    memcpy(&value,
-           reinterpret_cast<const unsigned char*>(&stats) + offsetof(_InterfaceStats, rxDropped) + size_t{8} * slot,
-           sizeof value);
-    return value;
-}
-
-bool has_counter(const _InterfaceStats& stats, unsigned slot)
-{
-    return (stats.validMask >> slot & 1u) != 0;
+    Fields fields(output.json);
+    fields.list().text("Netid  State        Local Address:Port      Peer Address:Port\n");
+    for (const _ConnectionEntry& entry : entries<_ConnectionEntry>(buffer.data(), length)) {
+        fields.item()
+            .field("protocol", "%-7s", entry.protocol == kTcp ? "tcp" : "udp")
+            .field("state", "%-13s", state_name(entry.protocol, entry.state))
+            .json("state_code", +entry.state)
+            .field_as("local", dotted(entry.localAddress),
+                      format("%-24s", endpoint(entry.localAddress, entry.localPort).c_str()))
+            .json("local_port", +entry.localPort)
+            .field_as("peer", dotted(entry.remoteAddress), endpoint(entry.remoteAddress, entry.remotePort) + "\n")
+            .json("peer_port", +entry.remotePort);
+    }
+    return fields.print();
 }
 
 int read_stats(NetworkAdapter& adapter, const std::string& name, _InterfaceStats& stats)
 {
-    unsigned char buffer[kStatsEntrySize] = {};
+    unsigned char buffer[kEntrySize<_InterfaceStats>] = {};
     unsigned int length = 0;
-    int status = 0;
-    {
-        LibraryOutput quiet(showLibraryOutput);
-        status = adapter.GetAdapterStats(name.c_str(), buffer, &length);
-    }
-    memset(&stats, 0, sizeof stats);
-    memcpy(&stats, buffer, std::min<size_t>(length, kStatsEntrySize));
+    int status = quietly([&] { return adapter.GetAdapterStats(name.c_str(), buffer, &length); });
+    stats = first_entry<_InterfaceStats>(buffer, length);
     return status;
 }
 
@@ -288,20 +214,22 @@ int show_stats(NetworkAdapter& adapter, const Output& output, const std::string&
     int status = read_stats(adapter, name, stats);
     if (status != 0)
         return output.failure(status);
-    nlohmann::json document{
-        {"interface", name}, {"time", seconds_of(stats)}, {"valid_mask", static_cast<uint32_t>(stats.validMask)}};
-    for (const CounterColumn& column : kCounterColumns)
-        document[column.name] = has_counter(stats, column.slot) ? nlohmann::json(counter(stats, column.slot)) : nullptr;
-    return output.show(document, [&](std::ostream& out) {
-        out << name << '\n';
-        for (const CounterColumn& column : kCounterColumns) {
-            out << "  " << std::left << std::setw(12) << column.name;
-            if (has_counter(stats, column.slot))
-                out << counter(stats, column.slot) << '\n';
-            else
-                out << "-\n";
-        }
-    });
+    Fields fields(output.json);
+    fields.field("interface", "%s\n", name).json("time", seconds_of(stats)).json("valid_mask", +stats.validMask);
+    for (const InterfaceCounter& column : kInterfaceCounters) {
+        std::optional<uint64_t> value = counter(stats, column.slot);
+        fields.field_as(column.name, value ? nlohmann::json(*value) : nlohmann::json(),
+                        format("  %-12s%s\n", column.name, value ? std::to_string(*value).c_str() : "-"));
+    }
+    return fields.print();
+}
+
+// A counter's rate per second between two readings; -1 when unknown.
+double rate(const _InterfaceStats& previous, const _InterfaceStats& current, unsigned slot)
+{
+    double elapsed = seconds_of(current) - seconds_of(previous);
+    std::optional<uint64_t> from = counter(previous, slot), to = counter(current, slot);
+    return from && to && elapsed > 0 && *to >= *from ? static_cast<double>(*to - *from) / elapsed : -1.0;
 }
 
 // Rates per second between successive readings, one line per interval.
@@ -313,46 +241,28 @@ int watch_stats(NetworkAdapter& adapter, const Output& output, const std::string
     if (status != 0)
         return output.failure(status);
     if (!output.json)
-        std::cout << std::right << std::setw(14) << "rx B/s" << std::setw(12) << "rx pkt/s" << std::setw(14) << "tx B/s"
-                  << std::setw(12) << "tx pkt/s" << '\n';
+        std::cout << "        rx B/s    rx pkt/s        tx B/s    tx pkt/s\n";
     for (unsigned sample = 0; samples == 0 || sample < samples; ++sample) {
         std::this_thread::sleep_for(std::chrono::seconds(interval));
         _InterfaceStats current;
         status = read_stats(adapter, name, current);
         if (status != 0)
             return output.failure(status);
-        double elapsed = seconds_of(current) - seconds_of(previous);
-        auto rate = [&](unsigned slot) {
-            bool known = has_counter(current, slot) && has_counter(previous, slot) && elapsed > 0
-                         && counter(current, slot) >= counter(previous, slot);
-            return known ? static_cast<double>(counter(current, slot) - counter(previous, slot)) / elapsed : -1.0;
-        };
-        double rates[] = {rate(2), rate(3), rate(6), rate(7)};
-        if (output.json) {
-            nlohmann::json line{{"interface", name}, {"time", seconds_of(current)}};
-            const char* names[] = {"rx_bytes_per_s", "rx_packets_per_s", "tx_bytes_per_s", "tx_packets_per_s"};
-            for (int i = 0; i < 4; ++i)
-                line[names[i]] = rates[i] < 0 ? nlohmann::json(nullptr) : nlohmann::json(rates[i]);
-            std::cout << line.dump() << std::endl;
-        } else {
-            const int widths[] = {14, 12, 14, 12};
-            for (int i = 0; i < 4; ++i) {
-                std::ostringstream cell;
-                if (rates[i] < 0)
-                    cell << '-';
-                else
-                    cell << std::fixed << std::setprecision(1) << rates[i];
-                std::cout << std::setw(widths[i]) << cell.str();
-            }
-            std::cout << std::endl;
+        Fields line(output.json);
+        line.json("interface", name).json("time", seconds_of(current));
+        for (const RateColumn& column : kRateColumns) {
+            double value = rate(previous, current, column.slot);
+            line.field_as(column.key, value < 0 ? nlohmann::json() : nlohmann::json(value),
+                          format("%*s", column.width, value < 0 ? "-" : format("%.1f", value).c_str()));
         }
+        line.text("\n").print(-1);
+        std::cout.flush();
         previous = current;
     }
     return 0;
 }
 
 } // namespace
-
 void add_diag_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus)
 {
     static std::string target, name;

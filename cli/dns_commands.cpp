@@ -2,72 +2,51 @@
 // /etc/resolv.conf.
 #include "commands.h"
 
-#include "dns/dns.h"
-#include "interface/conversions.h"
-#include "interface/lists.h"
+#include "records.h"
 
 #include <arpa/inet.h>
-#include <cstring>
-#include <vector>
+#include <filesystem>
 
 namespace cli {
 
 namespace {
 
-constexpr unsigned kAddressEntry = 54;
-// Entries the file may gain between counting them and listing them.
+constexpr const char* kResolvConf = "/etc/resolv.conf";
+// Every entry holds the word "nameserver".
+constexpr size_t kShortestEntry = 10;
+// Entries the file may gain between sizing the buffer and listing them.
 constexpr size_t kSpareEntries = 64;
-constexpr uint8_t kFamilyInet = 2;
 enum Operation : uint8_t { kAdd = 2, kReplace = 3, kDelete = 4 };
 
 // A.B.C.D into the 16-byte address field; throws CLI::ValidationError otherwise.
 void parse_address(const std::string& text, unsigned char* field)
 {
-    in_addr binary{};
-    if (inet_pton(AF_INET, text.c_str(), &binary) != 1)
+    if (inet_pton(AF_INET, text.c_str(), field) != 1)
         throw CLI::ValidationError("ADDR", "'" + text + "' is not an IPv4 address (A.B.C.D)");
-    memcpy(field, &binary, sizeof binary);
 }
 
-std::string dotted(const unsigned char* bytes)
-{
-    char text[kAddressTextSize] = {};
-    ConvertDataToString(const_cast<unsigned char*>(bytes), text, kFamilyInet);
-    return text;
-}
-
-// The library does not check the buffer's size: room for every entry listed
-// now, and some to spare.
+// The library does not check the buffer's size: room for every entry the
+// file can hold now, and some to spare.
 size_t entry_capacity()
 {
-    _IpAddress head{};
-    int count = 0;
-    get_dns_entries(&head, &count);
-    FreePtrList(head.next, kAddressEntry);
-    return static_cast<size_t>(count > 0 ? count : 0) + kSpareEntries;
+    std::error_code missing;
+    const uintmax_t bytes = std::filesystem::file_size(kResolvConf, missing);
+    return (missing ? 0 : bytes / kShortestEntry) + kSpareEntries;
 }
 
 int list_name_servers(NetworkAdapter& adapter, const Output& output, const std::string& name)
 {
-    std::vector<unsigned char> buffer(entry_capacity() * kAddressEntry);
+    std::vector<unsigned char> buffer = buffer_for<_IpAddress>(entry_capacity());
     unsigned int length = 0;
-    int status = 0;
-    {
-        LibraryOutput quiet(showLibraryOutput);
-        status = adapter.GetAdapterDnsServer(name.c_str(), kFamilyInet, 0, buffer.data(), &length);
-    }
+    int status =
+        quietly([&] { return adapter.GetAdapterDnsServer(name.c_str(), kFamilyInet, 0, buffer.data(), &length); });
     if (status != 0)
         return output.failure(status);
-    nlohmann::json document = nlohmann::json::array();
-    for (unsigned offset = 0; offset + kAddressEntry <= length; offset += kAddressEntry) {
-        _IpAddress record{};
-        memcpy(&record, buffer.data() + offset, kAddressEntry);
-        document.push_back({{"family", static_cast<unsigned>(record.family)}, {"address", dotted(record.address)}});
-    }
-    return output.show(document, [&](std::ostream& out) {
-        for (const nlohmann::json& entry : document)
-            out << entry["address"].get<std::string>() << '\n';
-    });
+    Fields fields(output.json);
+    fields.list();
+    for (const _IpAddress& record : entries<_IpAddress>(buffer.data(), length))
+        fields.item().json("family", +record.family).field("address", "%s\n", dotted(record.address));
+    return fields.print();
 }
 
 int set_name_server(NetworkAdapter& adapter, const Output& output, const std::string& name, uint8_t operation,
@@ -80,16 +59,10 @@ int set_name_server(NetworkAdapter& adapter, const Output& output, const std::st
         parse_address(*oldAddress, params.oldAddress);
     if (newAddress != nullptr)
         parse_address(*newAddress, params.newAddress);
-    int status = 0;
-    {
-        LibraryOutput quiet(showLibraryOutput);
-        status = adapter.SetAdapterDns(name.c_str(), &params);
-    }
-    return status != 0 ? output.failure(status) : 0;
+    return output.result(quietly([&] { return adapter.SetAdapterDns(name.c_str(), &params); }));
 }
 
 } // namespace
-
 void add_dns_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus)
 {
     static std::string name, first, second;

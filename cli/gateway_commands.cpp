@@ -1,32 +1,23 @@
 // linnet gateway IF, linnet gateway set IF GATEWAY.
 #include "commands.h"
 
-#include "gateway/gateway.h"
-#include "interface/conversions.h"
+#include "library_symbols.h"
+#include "records.h"
 
 #include <arpa/inet.h>
-#include <cstring>
 
 namespace cli {
 
 namespace {
 
-constexpr unsigned kAddressEntry = 54;
 constexpr unsigned char kSetGateway = 1;
 constexpr const char* kNoGateway = "0.0.0.0";
-
-std::string dotted(const unsigned char* bytes)
-{
-    char text[kAddressTextSize] = {};
-    ConvertDataToString(const_cast<unsigned char*>(bytes), text, 2);
-    return text;
-}
 
 // The library answers from the adapter's configuration exactly when the
 // configuration holds a usable static gateway; else from the routing table.
 std::string source_of(const std::string& name, const std::string& gateway)
 {
-    char text[kAddressBytes] = {};
+    char text[16] = {};
     int found = 0;
     std::string copy = name;
     if (get_gateway_bootproto_from_conf_file(&copy[0], text, &found) == 0)
@@ -36,45 +27,39 @@ std::string source_of(const std::string& name, const std::string& gateway)
 
 int show_gateway(NetworkAdapter& adapter, const Output& output, const std::string& name)
 {
-    unsigned char entry[kAddressEntry] = {};
+    unsigned char entry[kEntrySize<_IpAddress>] = {};
     unsigned int length = 0;
-    int status = 0;
+    auto gateway_text = [&] { return dotted(first_entry<_IpAddress>(entry, sizeof entry).address); };
     std::string source;
-    {
-        LibraryOutput quiet(showLibraryOutput);
-        status = adapter.GetAdapterGateway(name.c_str(), 2, 0, entry, &length);
-        if (status == 0)
-            source = source_of(name, dotted(entry + 6));
-    }
+    int status = quietly([&] {
+        int result = adapter.GetAdapterGateway(name.c_str(), kFamilyInet, 0, entry, &length);
+        if (result == 0)
+            source = source_of(name, gateway_text());
+        return result;
+    });
     if (status != 0)
         return output.failure(status);
-    const std::string gateway = dotted(entry + 6);
-    nlohmann::json document{{"interface", name}, {"gateway", gateway}, {"source", source}};
-    return output.show(document, [&](std::ostream& out) {
-        if (source == "none")
-            out << name << ": no default gateway\n";
-        else
-            out << name << ": default gateway " << gateway << " (from the " << source << ")\n";
-    });
+    const std::string gateway = gateway_text();
+    Fields fields(output.json);
+    fields.field("interface", "%s: ", name);
+    if (source == "none")
+        fields.json("gateway", gateway).json("source", source).text("no default gateway\n");
+    else
+        fields.field("gateway", "default gateway %s", gateway).field("source", " (from the %s)\n", source);
+    return fields.print();
 }
 
 int set_gateway(NetworkAdapter& adapter, const Output& output, const std::string& name, const std::string& gateway)
 {
     _NetParams params{};
     params.operation = kSetGateway;
-    params.newFamily = 2;
+    params.newFamily = kFamilyInet;
     if (inet_pton(AF_INET, gateway.c_str(), params.newAddress) != 1)
         throw CLI::ValidationError("GATEWAY", "'" + gateway + "' is not an IPv4 address (A.B.C.D)");
-    int status = 0;
-    {
-        LibraryOutput quiet(showLibraryOutput);
-        status = adapter.SetAdapterGateway(name.c_str(), &params);
-    }
-    return status != 0 ? output.failure(status) : 0;
+    return output.result(quietly([&] { return adapter.SetAdapterGateway(name.c_str(), &params); }));
 }
 
 } // namespace
-
 void add_gateway_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus)
 {
     static std::string name, gateway;

@@ -1,8 +1,7 @@
 // linnet host: what the library sees of the host itself.
 #include "commands.h"
 
-#include "host/distro.h"
-#include "host/services.h"
+#include "library_symbols.h"
 
 namespace cli {
 
@@ -10,40 +9,28 @@ namespace {
 
 const char* family_name(int distro)
 {
-    switch (distro) {
-    case kDistroRedHat:
-        return "redhat";
-    case kDistroSuse:
-        return "suse";
-    case kDistroXenServer:
-        return "xenserver";
-    default:
-        return "unknown";
-    }
+    return distro == kRedHat ? "redhat" : distro == kSuse ? "suse" : distro == kXenServer ? "xenserver" : "unknown";
 }
 
 int show_host(NetworkAdapter& adapter, const Output& output)
 {
-    int distro = kDistroUnknown;
+    int distro = kUnknownDistro;
     int distroStatus = get_linux_distro(&distro);
     int runLevel = GetCurrentRunLevel(distro);
     int networking = CheckNetworkingEnabled(distro);
     bool networkManager = adapter.isNetworkManagerEnabled();
-    nlohmann::json document = {
-        {"family", family_name(distro)},        {"distro", distro},
-        {"distroStatus", distroStatus},         {"runLevel", runLevel},
-        {"networkingEnabled", networking == 0}, {"networkingStatus", networking},
-        {"networkManager", networkManager},
-    };
-    output.show(document, [&](std::ostream& out) {
-        out << "family:           " << family_name(distro) << " (" << distro << ")";
-        if (distroStatus != 0)
-            out << ", " << output.status_text(distroStatus);
-        out << "\nrun level:        " << runLevel << '\n'
-            << "networking:       "
-            << (networking == 0 ? "enabled" : "not enabled (" + output.status_text(networking) + ")") << '\n'
-            << "NetworkManager:   " << (networkManager ? "running" : "not running") << '\n';
-    });
+    Fields(output.json)
+        .field("family", "family:           %s", family_name(distro))
+        .field("distro", " (%d)", distro)
+        .field_as("distroStatus", distroStatus, distroStatus != 0 ? ", " + output.status_text(distroStatus) : "")
+        .field("runLevel", "\nrun level:        %d\n", runLevel)
+        .field_as("networkingEnabled", networking == 0,
+                  networking == 0 ? "networking:       enabled\n"
+                                  : "networking:       not enabled (" + output.status_text(networking) + ")\n")
+        .json("networkingStatus", networking)
+        .field_as("networkManager", networkManager,
+                  std::string("NetworkManager:   ") + (networkManager ? "running\n" : "not running\n"))
+        .print();
     return exit_status_for(distroStatus);
 }
 

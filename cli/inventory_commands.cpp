@@ -1,79 +1,38 @@
 // linnet list, linnet show IF: the adapter inventory.
 #include "commands.h"
 
-#include "interface/conversions.h"
-#include "interface/lists.h"
-#include "inventory/snapshot.h"
+#include "library_symbols.h"
+#include "records.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iomanip>
 #include <iostream>
 #include <net/if_arp.h>
-#include <vector>
 
 namespace cli {
 
 namespace {
 
-// Room for every adapter of a large host; the library does not check sizes.
+// Room for every adapter of a large host.
 constexpr size_t kMaxAdapters = 4096;
-constexpr unsigned kEntrySize = 721;
-
-std::string hex_id(unsigned value)
-{
-    char text[16];
-    snprintf(text, sizeof text, "%04x", value);
-    return text;
-}
-
-std::string dotted(const unsigned char* bytes)
-{
-    char text[kAddressTextSize] = {};
-    ConvertDataToString(const_cast<unsigned char*>(bytes), text, 2);
-    return text;
-}
-
-nlohmann::json adapter_json(const _NetworkDevice& dev)
-{
-    return {
-        {"name", dev.ifName},
-        {"enabled", dev.isEnabled != 0},
-        {"link", dev.linkUp != 0},
-        {"mac", dev.macAddrStr},
-        {"mtu", static_cast<unsigned>(dev.mtu)},
-        {"vlan", static_cast<unsigned>(dev.vlanId)},
-        {"dhcp", dev.isDhcp != 0},
-        {"vendor", hex_id(dev.vendorId)},
-        {"device", dev.deviceId},
-        {"description", dev.description},
-    };
-}
-
-nlohmann::json address_json(const _IpAddress& address)
-{
-    return {
-        {"family", static_cast<unsigned>(address.family)},
-        {"alias", static_cast<int>(address.aliasIndex)},
-        {"address", dotted(address.address)},
-        {"netmask", dotted(address.netmask)},
-        {"prefix", get_masknum_from_string(reinterpret_cast<unsigned char*>(&dotted(address.netmask)[0]))},
-    };
-}
-
-void print_adapter_row(std::ostream& out, const _NetworkDevice& dev)
-{
-    std::string ids = hex_id(dev.vendorId) + ":" + (dev.deviceId[0] ? dev.deviceId : "----");
-    out << std::left << std::setw(16) << dev.ifName << std::setw(9) << (dev.isEnabled ? "enabled" : "disabled")
-        << std::setw(6) << (dev.linkUp ? "up" : "down") << std::setw(19) << dev.macAddrStr << std::setw(7) << dev.mtu
-        << std::setw(6) << dev.vlanId << std::setw(7) << (dev.isDhcp ? "dhcp" : "static") << std::setw(11) << ids
-        << dev.description << '\n';
-}
-
 constexpr const char* kSysNet = "/sys/class/net";
+
+// The fields of a `list` row, which `show` prints first.
+void adapter_fields(Fields& fields, const _NetworkDevice& dev)
+{
+    const std::string vendor = format("%04x", static_cast<unsigned>(dev.vendorId));
+    fields.field("name", "%-16s", dev.ifName)
+        .field_as("enabled", dev.isEnabled != 0, format("%-9s", dev.isEnabled ? "enabled" : "disabled"))
+        .field_as("link", dev.linkUp != 0, format("%-6s", dev.linkUp ? "up" : "down"))
+        .field("mac", "%-19s", dev.macAddrStr)
+        .field("mtu", "%-7u", dev.mtu)
+        .field("vlan", "%-6u", dev.vlanId)
+        .field_as("dhcp", dev.isDhcp != 0, format("%-7s", dev.isDhcp ? "dhcp" : "static"))
+        .field_as("vendor", vendor, format("%-11s", (vendor + ":" + (dev.deviceId[0] ? dev.deviceId : "----")).c_str()))
+        .json("device", dev.deviceId)
+        .field("description", "%s\n", dev.description);
+}
 
 // The host's Ethernet interfaces as sysfs shows them: type 1 and not
 // wireless. When some are physical (a device behind them), only those: they
@@ -114,34 +73,35 @@ std::string names_hint(const std::vector<std::string>& interfaces)
 
 int list_adapters(NetworkAdapter& adapter, const Output& output)
 {
-    std::vector<unsigned char> buffer(kMaxAdapters * kEntrySize);
+    std::vector<unsigned char> buffer = buffer_for<_NetworkDevice>(kMaxAdapters);
     unsigned int length = 0;
     int status = adapter.GetNetworkAdapters(buffer.data(), &length);
     if (status != 0)
         return output.failure(status);
-    std::vector<_NetworkDevice> adapters;
-    for (unsigned offset = 0; offset + kEntrySize <= length; offset += kEntrySize) {
-        _NetworkDevice dev{};
-        memcpy(&dev, buffer.data() + offset, kEntrySize);
-        if (dev.ifName[0] != '\0')
-            adapters.push_back(dev);
-    }
-    nlohmann::json document = nlohmann::json::array();
+    std::vector<_NetworkDevice> adapters = entries<_NetworkDevice>(buffer.data(), length);
+    adapters.erase(std::remove_if(adapters.begin(), adapters.end(), [](auto& dev) { return dev.ifName[0] == '\0'; }),
+                   adapters.end());
+    Fields fields(output.json);
+    fields.list().text(
+        "NAME            STATE    LINK  MAC                MTU    VLAN  BOOT   PCI ID     DESCRIPTION\n");
     for (const _NetworkDevice& dev : adapters)
-        document.push_back(adapter_json(dev));
-    const int shown = output.show(document, [&](std::ostream& out) {
-        out << std::left << std::setw(16) << "NAME" << std::setw(9) << "STATE" << std::setw(6) << "LINK"
-            << std::setw(19) << "MAC" << std::setw(7) << "MTU" << std::setw(6) << "VLAN" << std::setw(7) << "BOOT"
-            << std::setw(11) << "PCI ID"
-            << "DESCRIPTION\n";
-        for (const _NetworkDevice& dev : adapters)
-            print_adapter_row(out, dev);
-    });
+        adapter_fields(fields.item(), dev);
+    fields.print();
     // On standard error, so that the JSON document stays the list it always is.
     const std::string hint = adapters.empty() ? names_hint(ethernet_interfaces()) : "";
     if (!hint.empty())
         std::cerr << "linnet: " << hint << '\n';
-    return shown;
+    return 0;
+}
+
+void address_fields(Fields& fields, const std::string& name, const _IpAddress& address)
+{
+    const std::string label = address.aliasIndex < 0 ? "primary" : name + ":" + std::to_string(address.aliasIndex);
+    fields.json("family", +address.family)
+        .field("address", "    inet %s", dotted(address.address))
+        .field("prefix", "/%d", prefix_length(address.netmask))
+        .field("netmask", "  netmask %s", dotted(address.netmask))
+        .field_as("alias", +address.aliasIndex, "  " + label + "\n");
 }
 
 int show_adapter(const Output& output, const std::string& name)
@@ -154,26 +114,17 @@ int show_adapter(const Output& output, const std::string& name)
             found = dev;
     }
     if (status == 0 && found == nullptr)
-        status = 100;
-    if (status != 0) {
-        free_NetDev_List(list);
-        return output.failure(status);
+        status = status::kNoInterface;
+    if (status == 0) {
+        Fields fields(output.json);
+        adapter_fields(fields, *found);
+        fields.list("addresses");
+        for (const _IpAddress* address = found->ipList; address != nullptr; address = address->next)
+            address_fields(fields.item(), found->ifName, *address);
+        fields.print();
     }
-    nlohmann::json document = adapter_json(*found);
-    document["addresses"] = nlohmann::json::array();
-    for (const _IpAddress* address = found->ipList; address != nullptr; address = address->next)
-        document["addresses"].push_back(address_json(*address));
-    int result = output.show(document, [&](std::ostream& out) {
-        print_adapter_row(out, *found);
-        for (const nlohmann::json& address : document["addresses"]) {
-            int alias = address["alias"];
-            std::string label = alias < 0 ? "primary" : found->ifName + (":" + std::to_string(alias));
-            out << "    inet " << address["address"].get<std::string>() << '/' << address["prefix"].get<int>()
-                << "  netmask " << address["netmask"].get<std::string>() << "  " << label << '\n';
-        }
-    });
     free_NetDev_List(list);
-    return result;
+    return output.result(status);
 }
 
 } // namespace

@@ -11,19 +11,21 @@ int show_version(NetworkAdapter& adapter, const Output& output)
     int status = adapter.GetLibVersion(&version);
     if (status != 0)
         return output.failure(status);
-    unsigned major = version.version >> 16;
-    unsigned minor = version.version & 0xFFFF;
-    nlohmann::json document = {{"name", version.name}, {"major", major}, {"minor", minor}};
-    return output.show(document,
-                       [&](std::ostream& out) { out << version.name << ' ' << major << '.' << minor << '\n'; });
+    return Fields(output.json)
+        .field("name", "%s ", version.name)
+        .field("major", "%u.", version.version >> 16)
+        .field("minor", "%u\n", version.version & 0xFFFF)
+        .print();
 }
 
 int show_error(NetworkAdapter& adapter, const Output& output, int code)
 {
     const char* text = adapter.GetErrStr(code);
-    nlohmann::json document = {{"status", code}, {"text", text ? nlohmann::json(text) : nlohmann::json()}};
-    output.show(document,
-                [&](std::ostream& out) { out << code << ": " << (text ? text : "(no text for this status)") << '\n'; });
+    Fields(output.json)
+        .field("status", "%d: ", code)
+        .field_as("text", text ? nlohmann::json(text) : nlohmann::json(),
+                  std::string(text ? text : "(no text for this status)") + "\n")
+        .print();
     return text != nullptr ? 0 : 1;
 }
 

@@ -7,17 +7,13 @@ namespace {
 
 int set_mtu(NetworkAdapter& adapter, const Output& output, std::string name, unsigned int mtu, bool fileOnly)
 {
-    int status = 0;
-    {
-        LibraryOutput quiet(showLibraryOutput);
-        char hwaddr[] = "";
-        status = fileOnly ? adapter.SetMTUInConfigFile(&name[0], hwaddr, mtu) : adapter.SetMtu(name.c_str(), mtu);
-    }
-    return status != 0 ? output.failure(status) : 0;
+    char hwaddr[] = "";
+    return output.result(quietly([&] {
+        return fileOnly ? adapter.SetMTUInConfigFile(&name[0], hwaddr, mtu) : adapter.SetMtu(name.c_str(), mtu);
+    }));
 }
 
 } // namespace
-
 void add_mtu_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus)
 {
     static std::string name;

@@ -1,5 +1,7 @@
 #include "output.h"
 
+#include <algorithm>
+#include <cstdarg>
 #include <cstdio>
 #include <fcntl.h>
 #include <iostream>
@@ -9,26 +11,44 @@ namespace cli {
 
 bool showLibraryOutput = false;
 
-LibraryOutput::LibraryOutput(bool show)
-{
-    if (show)
-        return;
-    fflush(stdout);
-    saved_ = dup(STDOUT_FILENO);
-    int quiet = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    if (saved_ >= 0 && quiet >= 0)
-        dup2(quiet, STDOUT_FILENO);
-    if (quiet >= 0)
-        close(quiet);
-}
+namespace {
 
-LibraryOutput::~LibraryOutput()
+// Sends standard output to /dev/null while it lives.
+class QuietStdout {
+public:
+    QuietStdout()
+    {
+        fflush(stdout);
+        saved_ = dup(STDOUT_FILENO);
+        int quiet = open("/dev/null", O_WRONLY | O_CLOEXEC);
+        if (saved_ >= 0 && quiet >= 0)
+            dup2(quiet, STDOUT_FILENO);
+        if (quiet >= 0)
+            close(quiet);
+    }
+    ~QuietStdout()
+    {
+        if (saved_ < 0)
+            return;
+        fflush(stdout);
+        dup2(saved_, STDOUT_FILENO);
+        close(saved_);
+    }
+    QuietStdout(const QuietStdout&) = delete;
+    QuietStdout& operator=(const QuietStdout&) = delete;
+
+private:
+    int saved_ = -1;
+};
+
+} // namespace
+
+int quietly(const std::function<int()>& call)
 {
-    if (saved_ < 0)
-        return;
-    fflush(stdout);
-    dup2(saved_, STDOUT_FILENO);
-    close(saved_);
+    if (showLibraryOutput)
+        return call();
+    QuietStdout quiet;
+    return call();
 }
 
 int exit_status_for(int status)
@@ -42,15 +62,6 @@ std::string Output::status_text(int status) const
     return text != nullptr ? text : "status " + std::to_string(status) + " has no text";
 }
 
-int Output::show(const nlohmann::json& document, const std::function<void(std::ostream&)>& human) const
-{
-    if (json)
-        std::cout << document.dump(2) << '\n';
-    else
-        human(std::cout);
-    return 0;
-}
-
 int Output::failure(int status) const
 {
     if (json)
@@ -58,6 +69,50 @@ int Output::failure(int status) const
     else
         std::cerr << "linnet: " << status_text(status) << " (status " << status << ")\n";
     return exit_status_for(status);
+}
+
+std::string format(const char* pattern, ...)
+{
+    va_list arguments, again;
+    va_start(arguments, pattern);
+    va_copy(again, arguments);
+    std::string text(static_cast<size_t>(std::max(vsnprintf(nullptr, 0, pattern, arguments), 0)), '\0');
+    vsnprintf(&text[0], text.size() + 1, pattern, again);
+    va_end(again);
+    va_end(arguments);
+    return text;
+}
+
+Fields& Fields::field_as(const char* key, const nlohmann::json& value, const std::string& text)
+{
+    if (!json_)
+        text_ += text;
+    else if (key != nullptr)
+        (*object_)[key] = value;
+    return *this;
+}
+
+Fields& Fields::list(const char* key)
+{
+    list_ = key != nullptr ? &document_[key] : &document_;
+    *list_ = nlohmann::json::array();
+    return *this;
+}
+
+Fields& Fields::item()
+{
+    list_->push_back(nlohmann::json::object());
+    object_ = &list_->back();
+    return *this;
+}
+
+int Fields::print(int indent) const
+{
+    if (json_)
+        std::cout << document_.dump(indent) << '\n';
+    else
+        std::cout << text_;
+    return 0;
 }
 
 } // namespace cli

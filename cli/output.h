@@ -7,7 +7,8 @@
 
 #include <functional>
 #include <nlohmann/json.hpp>
-#include <ostream>
+#include <string>
+#include <type_traits>
 
 namespace cli {
 
@@ -17,10 +18,10 @@ public:
 
     bool json = false;
 
-    // Prints a result: `document` with --json, else what `human` writes.
-    int show(const nlohmann::json& document, const std::function<void(std::ostream&)>& human) const;
     // Prints the status text of a failed call and returns the exit status.
     int failure(int status) const;
+    // 0 for a call that succeeded, else as failure().
+    int result(int status) const { return status != 0 ? failure(status) : 0; }
     // The status's text, or a plain description when the table has none.
     std::string status_text(int status) const;
 
@@ -28,21 +29,55 @@ private:
     NetworkAdapter& adapter_;
 };
 
-// Keeps the library's debugging lines on standard output out of linnet's own
-// output while it lives (unless `show` is set): they would break --json.
-class LibraryOutput {
+// printf into a string.
+std::string format(const char* pattern, ...) __attribute__((format(printf, 1, 2)));
+
+// One result, each field named once (as iproute2's print_*(PRINT_ANY, ...)
+// does): with --json the field's value under its key, else its text. A list
+// is a JSON array of objects, one per item.
+class Fields {
 public:
-    explicit LibraryOutput(bool show);
-    ~LibraryOutput();
-    LibraryOutput(const LibraryOutput&) = delete;
-    LibraryOutput& operator=(const LibraryOutput&) = delete;
+    explicit Fields(bool json) : json_(json) {}
+    Fields(const Fields&) = delete;
+    Fields& operator=(const Fields&) = delete;
+
+    // The same value both ways: the text is `value` through printf `pattern`.
+    template <class T>
+    Fields& field(const char* key, const char* pattern, T value)
+    {
+        if constexpr (std::is_same_v<T, std::string>)
+            return field_as(key, value, json_ ? "" : format(pattern, value.c_str()));
+        else
+            return field_as(key, value, json_ ? "" : format(pattern, value));
+    }
+    // `value` under `key` in JSON, `text` in text.
+    Fields& field_as(const char* key, const nlohmann::json& value, const std::string& text);
+    Fields& json(const char* key, const nlohmann::json& value) { return field_as(key, value, ""); }
+    Fields& text(const std::string& text) { return field_as(nullptr, nullptr, text); }
+
+    // Starts a list: the document itself, or the array under `key`.
+    Fields& list(const char* key = nullptr);
+    // Starts the list's next item.
+    Fields& item();
+
+    // Prints the document (indented by `indent`; -1: on one line) or the
+    // text; returns 0.
+    int print(int indent = 2) const;
 
 private:
-    int saved_ = -1;
+    bool json_;
+    nlohmann::json document_;
+    nlohmann::json* list_ = nullptr;
+    nlohmann::json* object_ = &document_;
+    std::string text_;
 };
 
 // Whether the library's debugging lines are shown (--verbose).
 extern bool showLibraryOutput;
+
+// What `call` returns, with the library's debugging lines on standard output
+// kept out of linnet's own (they would break --json) unless --verbose.
+int quietly(const std::function<int()>& call);
 
 // Exit statuses are 0..255; a status outside that range exits with 1 and the
 // real status is in the printed message.

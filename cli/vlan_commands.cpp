@@ -15,13 +15,10 @@ struct VlanArguments {
 
 int change_vlan(NetworkAdapter& adapter, const Output& output, const VlanArguments& arguments, bool add)
 {
-    int status = 0;
-    {
-        LibraryOutput quiet(showLibraryOutput);
-        status = add ? adapter.SetVlanId(arguments.parent.c_str(), arguments.vlanId, kUnusedFlag)
-                     : adapter.RemoveVlan(arguments.parent.c_str(), arguments.vlanId);
-    }
-    return status != 0 ? output.failure(status) : 0;
+    return output.result(quietly([&] {
+        return add ? adapter.SetVlanId(arguments.parent.c_str(), arguments.vlanId, kUnusedFlag)
+                   : adapter.RemoveVlan(arguments.parent.c_str(), arguments.vlanId);
+    }));
 }
 
 void add_arguments(CLI::App* command, VlanArguments& arguments)
