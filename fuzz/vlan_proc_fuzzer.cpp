@@ -3,7 +3,7 @@
 // bytes give a VLAN (name, ID, parent) whose lines, put after the rest, must
 // be found when nothing before them matches.
 #include "fuzz_support.h"
-#include "inventory/details.h"
+#include "inventory/vlan_tables.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,4 +1,6 @@
-#include "details.h"
+// What one listing looks up once for all its adapters: the family, whether
+// the PCI ID database opens, the driver query socket and the PCI IDs.
+#include "detail_cache.h"
 
 #include "host/config_file.h"
 #include "host/dialect.h"

@@ -3,6 +3,7 @@
 #include "details.h"
 
 #include "card_table.h"
+#include "fields.h"
 #include "host/config_file.h"
 #include "host/dialect.h"
 #include "host/operation_lock.h"

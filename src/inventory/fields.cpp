@@ -1,4 +1,5 @@
-#include "details.h"
+// Filling the fixed-size text fields of an adapter record.
+#include "fields.h"
 
 #include <cstring>
 

@@ -5,10 +5,13 @@
 // the snapshot and a line that is not an address ends an address block.
 #include "snapshot.h"
 
+#include "detail_cache.h"
 #include "details.h"
+#include "fields.h"
 #include "interface/conversions.h"
 #include "interface/lists.h"
 #include "interface/status.h"
+#include "vlan_tables.h"
 
 #include <algorithm>
 #include <cstdio>

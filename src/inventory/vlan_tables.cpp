@@ -1,6 +1,7 @@
 // The kernel's VLAN tables under /proc/net/vlan.
-#include "details.h"
+#include "vlan_tables.h"
 
+#include "fields.h"
 #include "host/config_file.h"
 #include "host/operation_lock.h"
 #include "interface/conversions.h"

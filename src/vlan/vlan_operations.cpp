@@ -9,7 +9,7 @@
 #include "interface/lists.h"
 #include "interface/report.h"
 #include "interface/status.h"
-#include "inventory/details.h"
+#include "inventory/vlan_tables.h"
 #include "inventory/snapshot.h"
 #include "link/link_control.h"
 

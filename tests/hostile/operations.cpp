@@ -13,6 +13,7 @@
 #include "interface/lists.h"
 #include "inventory/details.h"
 #include "inventory/snapshot.h"
+#include "inventory/vlan_tables.h"
 #include "ipaddr/address_commands.h"
 #include "ipaddr/address_files.h"
 #include "ipaddr/address_operations.h"

@@ -3,6 +3,7 @@
 
 #include "inventory/card_table.h"
 #include "inventory/details.h"
+#include "inventory/vlan_tables.h"
 
 #include <cstdlib>
 #include <cstring>

@@ -1,0 +1,47 @@
+// What the per-adapter lookups of one listing share.
+#ifndef LINNET_INVENTORY_DETAIL_CACHE_H
+#define LINNET_INVENTORY_DETAIL_CACHE_H
+
+#include <map>
+#include <string>
+
+namespace inventory {
+
+// What is the same for every adapter of one listing: the family, whether the
+// PCI ID database opens, one socket for the driver queries and the PCI IDs
+// already read. A listing of many adapters looks each up once.
+class DetailCache {
+public:
+    DetailCache() = default;
+    ~DetailCache();
+    DetailCache(const DetailCache&) = delete;
+    DetailCache& operator=(const DetailCache&) = delete;
+
+    // get_linux_distro's status, with the family in `distro`.
+    int distro(int& distro);
+    // 0 when the family's PCI ID database opens, else its status.
+    int pci_ids_status();
+    // A datagram socket for the driver queries, -1 when none can be opened.
+    int socket();
+
+    struct PciIds {
+        bool hasVendor = false;
+        unsigned int vendor = 0;
+        bool hasDevice = false;
+        std::string device;
+    };
+    const PciIds& pci_ids(const std::string& busInfo);
+
+private:
+    bool distroRead_ = false;
+    int distroStatus_ = 0;
+    int distro_ = -1;
+    bool pciIdsChecked_ = false;
+    int pciIdsStatus_ = 0;
+    int socket_ = -2;
+    std::map<std::string, PciIds> pciIds_;
+};
+
+} // namespace inventory
+
+#endif
