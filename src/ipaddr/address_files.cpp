@@ -3,7 +3,6 @@
 // address_files_rules.cpp; here the files are read and atomically rewritten.
 #include "address_files.h"
 
-#include "address_commands.h"
 #include "address_files_rules.h"
 #include "host/config_file.h"
 #include "host/dialect.h"
@@ -11,6 +10,7 @@
 #include "host/fixed_file.h"
 #include "interface/guard.h"
 #include "interface/status.h"
+#include "ip_commands.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,9 +1,9 @@
-// The public address operation: validates a request against the adapter's
-// live addresses and dispatches it.
+// The public address request (SetAdapterIpAddress): validated against the
+// adapter's live addresses and dispatched to the address changes.
 #include "mxlinnet.h"
 
-#include "address_commands.h"
-#include "address_operations.h"
+#include "address_changes.h"
+#include "address_list.h"
 #include "address_text.h"
 #include "dhcp/dhcp.h"
 #include "host/config_file.h"

@@ -1,6 +1,7 @@
+// The text forms of an address, from its bytes or from an address record.
 #include "address_text.h"
 
-#include "address_commands.h"
+#include "address_list.h"
 #include "interface/conversions.h"
 
 #include <cstring>

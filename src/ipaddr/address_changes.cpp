@@ -1,0 +1,219 @@
+// Adding, modifying and deleting an adapter's addresses, at run time and in
+// its configuration files.
+#include "address_changes.h"
+
+#include "address_files.h"
+#include "address_list.h"
+#include "address_text.h"
+#include "alias_configuration.h"
+#include "dhcp/dhcp.h"
+#include "host/config_file.h"
+#include "host/dialect.h"
+#include "host/distro.h"
+#include "host/operation_lock.h"
+#include "interface/conversions.h"
+#include "interface/globals.h"
+#include "interface/guard.h"
+#include "interface/lists.h"
+#include "interface/status.h"
+#include "inventory/snapshot.h"
+#include "ip_commands.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+
+namespace {
+
+using ipaddr::alias_label;
+using ipaddr::kLabelSize;
+using ipaddr::kPrimaryAlias;
+
+const char* or_empty(const char* text)
+{
+    return text != nullptr ? text : "";
+}
+
+// The record with `address` and its place in the list (from 1), or null.
+_IpAddress* find_address(_IpAddress* list, const unsigned char* address, int& position)
+{
+    position = 1;
+    for (_IpAddress* record = list; record != nullptr; record = record->next, ++position) {
+        if (memcmp(record->address, address, sizeof record->address) == 0)
+            return record;
+    }
+    return nullptr;
+}
+
+// Puts every address of the list back on the interface; the first failing
+// add decides the result, the others are still made.
+int add_all_addresses(const std::string& ifname, _IpAddress* list)
+{
+    int result = status::kSuccess;
+    for (_IpAddress* record = list; record != nullptr; record = record->next) {
+        char broadcast[kAddressTextSize] = {};
+        get_brd_addr(broadcast, record);
+        std::string addressPrefix = ipaddr::record_address_prefix(*record);
+        // Re-added as they always were: a negative number under the bare name.
+        std::string label = record->aliasIndex >= 0 ? alias_label(ifname, record->aliasIndex) : ifname;
+        std::string name = ifname;
+        int added = AddSetIPAddress(&name[0], &addressPrefix[0], broadcast, &label[0]);
+        if (result == status::kSuccess)
+            result = added;
+    }
+    return result;
+}
+
+int modify_address(int primary, char* ifname, char* address, char* netmask, char* broadcast, _NetParams* params,
+                   _NetworkDevice* device)
+{
+    int distro = kDistroUnknown;
+    get_linux_distro(&distro);
+    int position = 1;
+    _IpAddress* target = device->ipList;
+    if (primary != 1) {
+        target = device->ipList != nullptr ? find_address(device->ipList, params->oldAddress, position) : nullptr;
+        if (target == nullptr)
+            return status::kAddressNotInFile;
+    }
+    int alias = kPrimaryAlias;
+    if (target != nullptr && position > 1)
+        alias = target->aliasIndex;
+    if (target != nullptr) {
+        int result = DeleteAllIPAddress(ifname, device);
+        if (result != status::kSuccess)
+            return result;
+    } else {
+        target = new_address_node();
+        if (target == nullptr)
+            return status::kNoMemory;
+        target->family = 2;
+        target->aliasIndex = kPrimaryAlias;
+        device->ipList = target;
+    }
+    ipaddr::store_dotted(or_empty(address), target->address, target->family);
+    ipaddr::store_dotted(or_empty(netmask), target->netmask, target->family);
+    char netmaskCopy[kAddressTextSize] = {};
+    snprintf(netmaskCopy, sizeof netmaskCopy, "%s", or_empty(netmask));
+    int result = modify_networking_configfile(distro, ifname, address, netmaskCopy, broadcast, device->macAddrStr,
+                                              alias, position);
+    int added = add_all_addresses(ifname, device->ipList);
+    return result != status::kSuccess ? result : added;
+}
+
+int delete_address(char* ifname, _NetParams* params, _NetworkDevice* device)
+{
+    ipaddr::AddressText text = ipaddr::address_text(params->oldAddress, params->oldNetmask, params->oldFamily);
+    int distro = kDistroUnknown;
+    int result = get_linux_distro(&distro);
+    const host::ConfigDialect* dialect = host::dialect_for(distro);
+    // A name no file can carry is refused before anything changes.
+    if (dialect != nullptr && !host::is_file_name_safe(ifname))
+        return status::kFileOpen;
+    int position = 0;
+    _IpAddress* record =
+        device->ipList != nullptr ? find_address(device->ipList, params->oldAddress, position) : nullptr;
+    if (record == nullptr)
+        return status::kAddressNotInFile;
+    int alias = record->aliasIndex;
+    if (position == 1) {
+        FreePtrList(device->ipList, flat_address_size());
+        device->ipList = nullptr;
+    } else {
+        _IpAddress* before = device->ipList;
+        while (before->next != record)
+            before = before->next;
+        before->next = record->next;
+        free(record);
+    }
+    DelIPAddress(ifname, &text.addressPrefix[0]);
+    if (dialect == nullptr)
+        return result;
+    if (!dialect->quotedValues) {
+        if (alias != kPrimaryAlias)
+            host::remove_file(dialect->interface_file(alias_label(ifname, alias)));
+        return result;
+    }
+    std::string path = dialect->interface_file(ifname);
+    return delete_file_entry(&path[0], position, &text.address[0], &text.netmask[0]);
+}
+
+int delete_all_addresses(char* ifname, _NetworkDevice* device)
+{
+    std::unique_ptr<inventory::AdapterList> list;
+    if (device == nullptr) {
+        list = std::make_unique<inventory::AdapterList>(1);
+        if (list->status() != status::kSuccess)
+            return list->status();
+        device = list->find(ifname);
+        if (device == nullptr)
+            return status::kNoInterface;
+    }
+    int result = status::kSuccess;
+    if (device->isDhcp) {
+        int distro = kDistroUnknown;
+        result = get_linux_distro(&distro);
+        kill_dhc_process(distro, ifname);
+    }
+    for (const _IpAddress* record = device->ipList; record != nullptr; record = record->next) {
+        std::string addressPrefix = ipaddr::record_address_prefix(*record);
+        DelIPAddress(ifname, &addressPrefix[0]);
+    }
+    return result;
+}
+
+} // namespace
+
+int ModifyIPAddress(int primary, char* ifname, char* addressPrefix, char* address, char* netmask, char* broadcast,
+                    _NetParams* params, _NetworkDevice* device)
+{
+    const host::SerialSection section;
+    (void)addressPrefix;
+    if (ifname == nullptr || params == nullptr || device == nullptr)
+        return status::kNoInterface;
+    return guarded([&] { return modify_address(primary, ifname, address, netmask, broadcast, params, device); });
+}
+
+int AddIPAddress(char* ifname, char* addressPrefix, unsigned short family, char* address, char* netmask,
+                 char* broadcast, _NetworkDevice* device)
+{
+    const host::SerialSection section;
+    if (ifname == nullptr)
+        return status::kNoInterface;
+    char newIfname[kLabelSize] = {};
+    printf("1:- ifname: %s, ip_mask_str: %s, brdaddr_str: %s,new_ifname: %s\n", ifname, or_empty(addressPrefix),
+           or_empty(broadcast), newIfname);
+    int result = AddAliasIPAddress(ifname, newIfname, family, address, netmask, broadcast, device);
+    printf("2:- ifname: %s, ip_mask_str: %s, brdaddr_str: %s,new_ifname: %s\n", ifname, or_empty(addressPrefix),
+           or_empty(broadcast), newIfname);
+    if (result != status::kSuccess)
+        return result;
+    return AddSetIPAddress(ifname, addressPrefix, broadcast, newIfname);
+}
+
+int AddAliasIPAddress(char* ifname, char* newIfname, unsigned short, char* address, char* netmask, char*,
+                      _NetworkDevice* device)
+{
+    const host::SerialSection section;
+    if (ifname == nullptr || newIfname == nullptr)
+        return status::kNoInterface;
+    return guarded([&] { return ipaddr::add_alias_configuration(ifname, newIfname, address, netmask, device); });
+}
+
+int DeleteIPAddress(char* ifname, _NetParams* params, _NetworkDevice* device)
+{
+    const host::SerialSection section;
+    if (ifname == nullptr || params == nullptr || device == nullptr)
+        return status::kNoInterface;
+    return guarded([&] { return delete_address(ifname, params, device); });
+}
+
+int DeleteAllIPAddress(char* ifname, _NetworkDevice* device)
+{
+    const host::SerialSection section;
+    if (ifname == nullptr)
+        return status::kNoInterface;
+    return guarded([&] { return delete_all_addresses(ifname, device); });
+}
