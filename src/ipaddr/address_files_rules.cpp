@@ -193,92 +193,145 @@ std::string new_suse_address_file(const AddressChange& change)
            + quoted("NETMASK", change.netmask) + "\n";
 }
 
-std::string rewrite_suse_modified(const std::string& oldText, const AddressChange& change, bool& found)
-{
-    const std::string addressLine = quoted("IPADDR", change.address);
-    const std::string netmaskLine = quoted("NETMASK", change.netmask);
-    // The blocks this system writes are framed by empty lines.
-    const std::string staticBlock = "BOOTPROTO='static'\n\n" + addressLine + netmaskLine + "\n";
-    const bool primary = change.aliasNumber == -1;
+namespace {
 
-    std::string text;
-    int entries = 0; // boot lines and LABEL lines met so far
-    bool bootLineSeen = false;
-    bool dhcpLineKept = false;
-    bool addressWritten = false;
-    std::optional<std::string> pendingAddress;
-    std::optional<std::string> pendingNetmask;
-    found = false;
+// The rewrite of a SUSE file for a modified address, fed line by line.
+class SuseModify {
+public:
+    explicit SuseModify(const AddressChange& change)
+        : change_(change), addressLine_(quoted("IPADDR", change.address)),
+          netmaskLine_(quoted("NETMASK", change.netmask)),
+          // The blocks this system writes are framed by empty lines.
+          staticBlock_("BOOTPROTO='static'\n\n" + addressLine_ + netmaskLine_ + "\n"),
+          primary_(change.aliasNumber == -1)
+    {
+    }
 
-    for (const std::string& line : host::split_lines(oldText, FinalRead::Dropped)) {
-        if (is_comment(line)) {
-            text += line + "\n";
-        } else if (contains(line, "BOOTPROTO")) {
-            if (contains(line, "dhcp")) {
-                ++entries;
-                if (change.position == 1) {
-                    text += staticBlock;
-                    bootLineSeen = dhcpLineKept = addressWritten = found = true;
-                } else {
-                    text += line + "\n";
-                    bootLineSeen = dhcpLineKept = true;
-                }
-            } else if (contains(line, "static")) {
-                text += line + "\n";
-                ++entries;
-                bootLineSeen = true;
+    void add(const std::string& line)
+    {
+        if (is_comment(line))
+            keep(line);
+        else if (contains(line, "BOOTPROTO"))
+            boot_line(line);
+        else if (contains(line, "IPADDR") && !contains(line, "REMOTE_IPADDR="))
+            address_line(line);
+        else if (contains(line, "IPADDR"))
+            keep(line); // REMOTE_IPADDR=
+        else if (contains(line, "NETMASK"))
+            netmask_line(line);
+        else if (contains(line, "LABEL"))
+            label_line(line);
+        else
+            keep(line);
+    }
+
+    std::string finish(bool& found)
+    {
+        if (dhcpLineKept_ && !addressWritten_ && !found_) {
+            text_ += "\n" + addressLine_ + netmaskLine_ + "\n";
+            found_ = true;
+        }
+        if (!bootLineSeen_) {
+            text_ += staticBlock_;
+            found_ = true;
+        }
+        found = found_;
+        return text_;
+    }
+
+private:
+    void keep(const std::string& line) { text_ += line + "\n"; }
+
+    void boot_line(const std::string& line)
+    {
+        if (contains(line, "dhcp")) {
+            ++entries_;
+            if (change_.position == 1) {
+                text_ += staticBlock_;
+                bootLineSeen_ = dhcpLineKept_ = addressWritten_ = found_ = true;
             } else {
-                bootLineSeen = false;
+                keep(line);
+                bootLineSeen_ = dhcpLineKept_ = true;
             }
-        } else if (contains(line, "IPADDR") && !contains(line, "REMOTE_IPADDR=")) {
-            if (entries == change.position)
-                found = true;
-            if (is_numbered(line, "IPADDR")) {
-                // Held back until the entry's LABEL line says whose it is.
-                pendingAddress = line;
-            } else if (primary) {
-                text += addressLine;
-                addressWritten = true;
-            } else {
-                text += line + "\n";
-            }
-        } else if (contains(line, "IPADDR")) {
-            text += line + "\n"; // REMOTE_IPADDR=
-        } else if (contains(line, "NETMASK")) {
-            if (is_numbered(line, "NETMASK"))
-                pendingNetmask = line;
-            else
-                text += primary ? netmaskLine : line + "\n";
-        } else if (contains(line, "LABEL")) {
-            int index = 0;
-            int label = 0;
-            if (scan_label(line, index, label) && label == change.aliasNumber) {
-                const std::string n = std::to_string(index);
-                text += quoted("IPADDR" + n, change.address) + quoted("NETMASK" + n, change.netmask);
-                addressWritten = found = true;
-            } else {
-                if (pendingAddress)
-                    text += *pendingAddress + "\n";
-                if (pendingNetmask)
-                    text += *pendingNetmask + "\n";
-            }
-            pendingAddress.reset();
-            pendingNetmask.reset();
-            text += line + "\n";
-            ++entries;
+        } else if (contains(line, "static")) {
+            keep(line);
+            ++entries_;
+            bootLineSeen_ = true;
         } else {
-            text += line + "\n";
+            bootLineSeen_ = false;
         }
     }
-    if (dhcpLineKept && !addressWritten && !found) {
-        text += "\n" + addressLine + netmaskLine + "\n";
-        found = true;
+
+    void address_line(const std::string& line)
+    {
+        if (entries_ == change_.position)
+            found_ = true;
+        if (is_numbered(line, "IPADDR")) {
+            // Held back until the entry's LABEL line says whose it is.
+            pendingAddress_ = line;
+        } else if (primary_) {
+            text_ += addressLine_;
+            addressWritten_ = true;
+        } else {
+            keep(line);
+        }
     }
-    if (!bootLineSeen) {
-        text += staticBlock;
-        found = true;
+
+    void netmask_line(const std::string& line)
+    {
+        if (is_numbered(line, "NETMASK"))
+            pendingNetmask_ = line;
+        else if (primary_)
+            text_ += netmaskLine_;
+        else
+            keep(line);
     }
-    return text;
+
+    void label_line(const std::string& line)
+    {
+        int index = 0;
+        int label = 0;
+        if (scan_label(line, index, label) && label == change_.aliasNumber) {
+            const std::string n = std::to_string(index);
+            text_ += quoted("IPADDR" + n, change_.address) + quoted("NETMASK" + n, change_.netmask);
+            addressWritten_ = found_ = true;
+        } else {
+            if (pendingAddress_)
+                keep(*pendingAddress_);
+            if (pendingNetmask_)
+                keep(*pendingNetmask_);
+        }
+        pendingAddress_.reset();
+        pendingNetmask_.reset();
+        keep(line);
+        ++entries_;
+    }
+
+    const AddressChange& change_;
+    const std::string addressLine_;
+    const std::string netmaskLine_;
+    const std::string staticBlock_;
+    const bool primary_;
+
+    std::string text_;
+    int entries_ = 0; // boot lines and LABEL lines met so far
+    bool bootLineSeen_ = false;
+    bool dhcpLineKept_ = false;
+    bool addressWritten_ = false;
+    bool found_ = false;
+    std::optional<std::string> pendingAddress_;
+    std::optional<std::string> pendingNetmask_;
+};
+
+} // namespace
+
+std::string rewrite_suse_modified(const std::string& oldText, const AddressChange& change, bool& found)
+{
+    found = false;
+    SuseModify rewrite(change);
+    for (const std::string& line : host::split_lines(oldText, FinalRead::Dropped))
+        rewrite.add(line);
+    return rewrite.finish(found);
 }
 
 SuseAppend suse_entry_to_append(const std::string& oldText, const std::string& address, const std::string& netmask)
