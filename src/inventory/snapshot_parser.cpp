@@ -175,19 +175,8 @@ private:
         enabledWord_ = dev->isEnabled != 0 ? "ENABLED" : "DISABLED";
 
         bool isVlan = has(name, "@");
-        std::string parent;
-        if (isVlan) {
-            if (char* found = get_vlan_parent(before_at(name).c_str())) {
-                parent = found;
-                free(found);
-            }
-        }
-        if (has(flags, "NO-CARRIER"))
-            dev->linkUp = 0;
-        else if (has(name, "bond"))
-            dev->linkUp = 1;
-        else
-            dev->linkUp = static_cast<uint8_t>(link_detected(isVlan ? parent.c_str() : name.c_str(), cache_));
+        std::string parent = isVlan ? vlan_parent(name) : std::string();
+        set_link_state(dev, flags, name, isVlan ? parent : name);
 
         fill_boot_protocol(dev, cache_);
         size_t mtu = line.find("mtu ");
@@ -203,6 +192,31 @@ private:
         lineState_ = kKeptInterface;
         devState_ = kExpectLink;
         return status::kSuccess;
+    }
+
+    // The parent of the VLAN NAME@PARENT as the kernel's VLAN table gives it,
+    // empty when unknown.
+    static std::string vlan_parent(const std::string& name)
+    {
+        std::string parent;
+        if (char* found = get_vlan_parent(before_at(name).c_str())) {
+            parent = found;
+            free(found);
+        }
+        return parent;
+    }
+
+    // Down without carrier, up for a bond, else as the driver of `linkName`
+    // (a VLAN's parent) reports it.
+    void set_link_state(_NetworkDevice* dev, const std::string& flags, const std::string& name,
+                        const std::string& linkName)
+    {
+        if (has(flags, "NO-CARRIER"))
+            dev->linkUp = 0;
+        else if (has(name, "bond"))
+            dev->linkUp = 1;
+        else
+            dev->linkUp = static_cast<uint8_t>(link_detected(linkName.c_str(), cache_));
     }
 
     static std::string header_flags(const std::string& line)
