@@ -11,43 +11,28 @@ namespace cli {
 
 bool showLibraryOutput = false;
 
-namespace {
-
-// Sends standard output to /dev/null while it lives.
-class QuietStdout {
-public:
-    QuietStdout()
-    {
-        fflush(stdout);
-        saved_ = dup(STDOUT_FILENO);
-        int quiet = open("/dev/null", O_WRONLY | O_CLOEXEC);
-        if (saved_ >= 0 && quiet >= 0)
-            dup2(quiet, STDOUT_FILENO);
-        if (quiet >= 0)
-            close(quiet);
-    }
-    ~QuietStdout()
-    {
-        if (saved_ < 0)
-            return;
-        fflush(stdout);
-        dup2(saved_, STDOUT_FILENO);
-        close(saved_);
-    }
-    QuietStdout(const QuietStdout&) = delete;
-    QuietStdout& operator=(const QuietStdout&) = delete;
-
-private:
-    int saved_ = -1;
-};
-
-} // namespace
-
 int quietly(const std::function<int()>& call)
 {
     if (showLibraryOutput)
         return call();
-    QuietStdout quiet;
+    fflush(stdout);
+    // Standard output comes back however the call ends.
+    struct Restore {
+        int saved = dup(STDOUT_FILENO);
+        ~Restore()
+        {
+            if (saved < 0)
+                return;
+            fflush(stdout);
+            dup2(saved, STDOUT_FILENO);
+            close(saved);
+        }
+    } restore;
+    int quiet = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (restore.saved >= 0 && quiet >= 0)
+        dup2(quiet, STDOUT_FILENO);
+    if (quiet >= 0)
+        close(quiet);
     return call();
 }
 
