@@ -18,8 +18,8 @@ constexpr size_t kMaxAddresses = 256;
 enum Operation : uint8_t { kSetPrimary = 1, kAddAlias = 2, kModifyAlias = 3, kDeleteAlias = 4 };
 
 struct AddressArgument {
-    unsigned char address[16] = {};
-    unsigned char netmask[16] = {};
+    unsigned char address[sizeof(_NetParams::newAddress)] = {};
+    unsigned char netmask[sizeof(_NetParams::newNetmask)] = {};
     bool hasPrefix = false;
 };
 
@@ -90,12 +90,12 @@ int set_address(NetworkAdapter& adapter, const Output& output, const std::string
     params.useDhcp = dhcp ? 1 : 0;
     params.oldFamily = params.newFamily = kFamilyInet;
     if (oldAddress != nullptr) {
-        memcpy(params.oldAddress, oldAddress->address, 16);
-        memcpy(params.oldNetmask, oldAddress->netmask, 16);
+        memcpy(params.oldAddress, oldAddress->address, sizeof params.oldAddress);
+        memcpy(params.oldNetmask, oldAddress->netmask, sizeof params.oldNetmask);
     }
     if (newAddress != nullptr) {
-        memcpy(params.newAddress, newAddress->address, 16);
-        memcpy(params.newNetmask, newAddress->netmask, 16);
+        memcpy(params.newAddress, newAddress->address, sizeof params.newAddress);
+        memcpy(params.newNetmask, newAddress->netmask, sizeof params.newNetmask);
     }
     return output.result(quietly([&] { return adapter.SetAdapterIpAddress(name.c_str(), &params); }));
 }

@@ -17,7 +17,7 @@ constexpr const char* kNoGateway = "0.0.0.0";
 // configuration holds a usable static gateway; else from the routing table.
 std::string source_of(const std::string& name, const std::string& gateway)
 {
-    char text[16] = {};
+    char text[sizeof(_IpAddress::address)] = {}; // the library writes at most an address field's width
     int found = 0;
     std::string copy = name;
     if (get_gateway_bootproto_from_conf_file(&copy[0], text, &found) == 0)
