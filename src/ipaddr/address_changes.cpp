@@ -30,11 +30,7 @@ namespace {
 using ipaddr::alias_label;
 using ipaddr::kLabelSize;
 using ipaddr::kPrimaryAlias;
-
-const char* or_empty(const char* text)
-{
-    return text != nullptr ? text : "";
-}
+using ipaddr::or_empty;
 
 // The record with `address` and its place in the list (from 1), or null.
 _IpAddress* find_address(_IpAddress* list, const unsigned char* address, int& position)

@@ -17,6 +17,12 @@ struct AddressText {
     std::string broadcast;     // dotted, empty when not IPv4
 };
 
+// A caller's text, or "" for none.
+inline const char* or_empty(const char* text)
+{
+    return text != nullptr ? text : "";
+}
+
 // The texts of an address and netmask given as bytes of `family`.
 AddressText address_text(const unsigned char* address, const unsigned char* netmask, unsigned char family);
 

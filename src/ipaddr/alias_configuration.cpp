@@ -4,6 +4,7 @@
 #include "alias_configuration.h"
 
 #include "address_files.h"
+#include "address_text.h"
 #include "host/config_dir.h"
 #include "host/config_file.h"
 #include "host/dialect.h"
@@ -18,11 +19,7 @@
 namespace {
 
 using ipaddr::kPrimaryAlias;
-
-const char* or_empty(const char* text)
-{
-    return text != nullptr ? text : "";
-}
+using ipaddr::or_empty;
 
 // What an alias file name holds after its form's prefix ("0:2" in
 // ifcfg-eth0:2), as names of the eth, xenbr and bond forms were always read;
