@@ -135,25 +135,32 @@ int rewrite_in_place(const std::string& target, const std::string& content)
     return ok ? status::kSuccess : status::kFileOpen;
 }
 
-// Writes and flushes the temporary file; an existing file's identity is
-// carried over from `old` (open at oldFd).
-Outcome fill_temporary(int fd, const std::string& content, int oldFd, const struct stat* old)
+// The file a rename is to replace, open so that its owner, mode and
+// attributes are all read from the same inode.
+struct OldFile {
+    int fd;
+    struct stat info;
+};
+
+// Writes and flushes the temporary file, with the identity of the file it is
+// to replace, if any.
+Outcome fill_temporary(int fd, const std::string& content, const OldFile* old)
 {
     if (!write_all(fd, content))
         return Outcome::Failed;
-    if (old != nullptr && !copy_identity(oldFd, *old, fd))
+    if (old != nullptr && !copy_identity(old->fd, old->info, fd))
         return Outcome::NeedsInPlace;
     return fsync(fd) == 0 ? Outcome::Replaced : Outcome::Failed;
 }
 
-Outcome replace_through_rename(const std::string& target, const std::string& content, int oldFd, const struct stat* old)
+Outcome replace_through_rename(const std::string& target, const std::string& content, const OldFile* old)
 {
     const std::string directory = directory_of(target);
     std::string temporary;
     int fd = create_temporary(directory, old != nullptr ? kPrivateMode : kNewFileMode, temporary);
     if (fd < 0)
         return old != nullptr && rename_impossible(errno) ? Outcome::NeedsInPlace : Outcome::Failed;
-    Outcome outcome = fill_temporary(fd, content, oldFd, old);
+    Outcome outcome = fill_temporary(fd, content, old);
     if (close(fd) != 0 && outcome == Outcome::Replaced)
         outcome = Outcome::Failed;
     if (outcome == Outcome::Replaced && rename(temporary.c_str(), target.c_str()) == 0) {
@@ -180,11 +187,11 @@ int replace_existing(const std::string& target, const std::string& content, cons
 {
     if (info.st_nlink > 1 || is_mount_point(target))
         return rewrite_in_place(target, content);
-    int oldFd = open(target.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
-    if (oldFd < 0)
+    OldFile old{open(target.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC), {}};
+    if (old.fd < 0)
         return status::kFileOpen;
-    Outcome outcome = replace_through_rename(target, content, oldFd, &info);
-    close(oldFd);
+    Outcome outcome = fstat(old.fd, &old.info) == 0 ? replace_through_rename(target, content, &old) : Outcome::Failed;
+    close(old.fd);
     if (outcome == Outcome::NeedsInPlace)
         return rewrite_in_place(target, content);
     return outcome == Outcome::Replaced ? status::kSuccess : status::kFileOpen;
@@ -201,8 +208,8 @@ int replace_file(const std::string& path, const std::string& content)
     if (stat(target.c_str(), &info) == -1) {
         if (errno != ENOENT)
             return status::kFileOpen;
-        return replace_through_rename(target, content, -1, nullptr) == Outcome::Replaced ? status::kSuccess
-                                                                                         : status::kFileOpen;
+        return replace_through_rename(target, content, nullptr) == Outcome::Replaced ? status::kSuccess
+                                                                                     : status::kFileOpen;
     }
     // An existing file is rewritten only where it could be opened for
     // writing; the directory's permission to rename over it is not enough.
