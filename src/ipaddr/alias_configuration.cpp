@@ -19,7 +19,6 @@
 namespace {
 
 using ipaddr::kPrimaryAlias;
-using ipaddr::or_empty;
 
 // What an alias file name holds after its form's prefix ("0:2" in
 // ifcfg-eth0:2), as names of the eth, xenbr and bond forms were always read;
