@@ -3,8 +3,8 @@
 // reader that puts a stored address back on the interface. The input's first
 // bytes give the change: interface, address, netmask, alias and position.
 #include "fuzz_support.h"
-#include "interface/conversions.h"
-#include "ipaddr/address_files_rules.h"
+#include "api/conversions.h"
+#include "ifcfg/address_rules.h"
 
 #include <cstddef>
 #include <cstdint>

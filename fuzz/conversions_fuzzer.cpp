@@ -4,7 +4,7 @@
 // exactly the documented size, so any write past them is reported; the
 // conversions that must round-trip are checked to.
 #include "fuzz_support.h"
-#include "interface/conversions.h"
+#include "api/conversions.h"
 #include "ipaddr/address_text.h"
 
 #include <cctype>

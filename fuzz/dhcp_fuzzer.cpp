@@ -2,9 +2,9 @@
 // dialects, the name a file is found by, and the pid a DHCP client's pid
 // file names. A switched file reads as DHCP and carries no static address;
 // switching again changes nothing more (Red Hat: one more empty line).
-#include "dhcp/dhcp_rules.h"
+#include "ifcfg/dhcp_rules.h"
 #include "fuzz_support.h"
-#include "ipaddr/address_files_rules.h"
+#include "ifcfg/address_rules.h"
 
 #include <climits>
 #include <cstddef>

@@ -5,8 +5,8 @@
 // dialect, the setting and its value.
 #include "fuzz_support.h"
 #include "host/config_file.h"
-#include "host/dialect.h"
-#include "host/distro.h"
+#include "ifcfg/family.h"
+#include "ifcfg/distro.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,6 +1,6 @@
 // libFuzzer target: the link snapshot parser on arbitrary "ip addr show"
 // text, listing with and without addresses.
-#include "interface/lists.h"
+#include "api/lists.h"
 #include "inventory/snapshot.h"
 
 #include <cstddef>

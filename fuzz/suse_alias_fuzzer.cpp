@@ -3,7 +3,7 @@
 // give the address and netmask. Removal keeps lines byte for byte, and an
 // entry just appended is removed again whole.
 #include "fuzz_support.h"
-#include "ipaddr/address_files_rules.h"
+#include "ifcfg/address_rules.h"
 
 #include <cstddef>
 #include <cstdint>

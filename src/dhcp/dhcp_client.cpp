@@ -3,13 +3,13 @@
 // file.
 #include "dhcp.h"
 
-#include "dhcp_rules.h"
+#include "ifcfg/dhcp_rules.h"
 #include "host/command_runner.h"
-#include "host/distro.h"
+#include "ifcfg/distro.h"
 #include "host/operation_lock.h"
-#include "interface/globals.h"
-#include "interface/guard.h"
-#include "interface/status.h"
+#include "api/globals.h"
+#include "api/guard.h"
+#include "status/status.h"
 #include "link/link_control.h"
 
 #include <cerrno>

@@ -2,11 +2,11 @@
 // static address.
 #include "dhcp.h"
 
-#include "dhcp_rules.h"
+#include "ifcfg/dhcp_rules.h"
 #include "host/config_file.h"
-#include "host/dialect.h"
-#include "interface/guard.h"
-#include "interface/status.h"
+#include "ifcfg/family.h"
+#include "api/guard.h"
+#include "status/status.h"
 
 #include <cerrno>
 #include <cstring>

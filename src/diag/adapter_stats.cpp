@@ -2,10 +2,10 @@
 #include "diagnostics.h"
 
 #include "host/operation_lock.h"
-#include "interface/globals.h"
-#include "interface/guard.h"
-#include "interface/lists.h"
-#include "interface/status.h"
+#include "api/globals.h"
+#include "api/guard.h"
+#include "api/lists.h"
+#include "status/status.h"
 #include "inventory/snapshot.h"
 
 #include <algorithm>

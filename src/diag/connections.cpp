@@ -1,5 +1,5 @@
 // The host's IPv4 TCP and UDP sockets, from the kernel's socket tables.
-#include "interface/guard.h"
+#include "api/guard.h"
 #include "socket_table.h"
 
 #include <cerrno>

@@ -6,9 +6,9 @@
 #include "host/command_runner.h"
 #include "host/fixed_file.h"
 #include "host/operation_lock.h"
-#include "interface/conversions.h"
-#include "interface/guard.h"
-#include "interface/status.h"
+#include "api/conversions.h"
+#include "api/guard.h"
+#include "status/status.h"
 #include "ping_text.h"
 #include "traceroute_text.h"
 

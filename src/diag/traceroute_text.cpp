@@ -3,7 +3,7 @@
 
 #include "address_check.h"
 #include "hop_record.h"
-#include "interface/conversions.h"
+#include "api/conversions.h"
 #include "tool_output.h"
 
 #include <cctype>

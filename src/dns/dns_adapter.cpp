@@ -4,12 +4,12 @@
 
 #include "dns.h"
 #include "host/operation_lock.h"
-#include "interface/conversions.h"
-#include "interface/globals.h"
-#include "interface/guard.h"
-#include "interface/lists.h"
-#include "interface/report.h"
-#include "interface/status.h"
+#include "api/conversions.h"
+#include "api/globals.h"
+#include "api/guard.h"
+#include "api/lists.h"
+#include "api/report.h"
+#include "status/status.h"
 #include "inventory/snapshot.h"
 #include "name_servers.h"
 

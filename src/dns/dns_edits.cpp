@@ -6,11 +6,11 @@
 
 #include "dns_rules.h"
 #include "host/config_file.h"
-#include "host/dialect.h"
+#include "ifcfg/family.h"
 #include "host/fixed_file.h"
 #include "host/operation_lock.h"
-#include "interface/guard.h"
-#include "interface/status.h"
+#include "api/guard.h"
+#include "status/status.h"
 #include "name_servers.h"
 
 #include <string>

@@ -5,10 +5,10 @@
 #include "dns_rules.h"
 #include "host/config_file.h"
 #include "host/operation_lock.h"
-#include "interface/conversions.h"
-#include "interface/guard.h"
-#include "interface/lists.h"
-#include "interface/status.h"
+#include "api/conversions.h"
+#include "api/guard.h"
+#include "api/lists.h"
+#include "status/status.h"
 #include "name_servers.h"
 
 #include <algorithm>

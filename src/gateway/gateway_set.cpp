@@ -5,13 +5,13 @@
 #include "gateway_rules.h"
 #include "host/command_runner.h"
 #include "host/config_file.h"
-#include "host/dialect.h"
-#include "host/distro.h"
+#include "ifcfg/family.h"
+#include "ifcfg/distro.h"
 #include "host/operation_lock.h"
-#include "interface/conversions.h"
-#include "interface/guard.h"
-#include "interface/report.h"
-#include "interface/status.h"
+#include "api/conversions.h"
+#include "api/guard.h"
+#include "api/report.h"
+#include "status/status.h"
 
 #include <cerrno>
 #include <string>

@@ -2,7 +2,7 @@
 
 #include "file_io.h"
 #include "fixed_file.h"
-#include "interface/status.h"
+#include "status/status.h"
 
 #include <cerrno>
 #include <climits>

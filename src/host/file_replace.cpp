@@ -12,7 +12,7 @@
 #include "config_file.h"
 #include "file_identity.h"
 #include "file_io.h"
-#include "interface/status.h"
+#include "status/status.h"
 
 #include <cerrno>
 #include <climits>

@@ -2,8 +2,8 @@
 #include "mxlinnet.h"
 
 #include "host/operation_lock.h"
-#include "interface/globals.h"
-#include "interface/lists.h"
+#include "api/globals.h"
+#include "api/lists.h"
 #include "snapshot.h"
 
 int NetworkAdapter::GetNetworkAdapters(void* buf, unsigned int* len)

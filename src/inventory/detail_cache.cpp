@@ -3,9 +3,9 @@
 #include "detail_cache.h"
 
 #include "host/config_file.h"
-#include "host/dialect.h"
-#include "host/distro.h"
-#include "interface/status.h"
+#include "ifcfg/family.h"
+#include "ifcfg/distro.h"
+#include "status/status.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -5,10 +5,10 @@
 #include "card_table.h"
 #include "fields.h"
 #include "host/config_file.h"
-#include "host/dialect.h"
+#include "ifcfg/family.h"
 #include "host/operation_lock.h"
-#include "interface/guard.h"
-#include "interface/status.h"
+#include "api/guard.h"
+#include "status/status.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -2,9 +2,9 @@
 
 #include "host/command_runner.h"
 #include "host/fixed_file.h"
-#include "interface/guard.h"
-#include "interface/lists.h"
-#include "interface/status.h"
+#include "api/guard.h"
+#include "api/lists.h"
+#include "status/status.h"
 
 #include "host/operation_lock.h"
 

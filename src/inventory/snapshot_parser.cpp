@@ -8,9 +8,9 @@
 #include "detail_cache.h"
 #include "details.h"
 #include "fields.h"
-#include "interface/conversions.h"
-#include "interface/lists.h"
-#include "interface/status.h"
+#include "api/conversions.h"
+#include "api/lists.h"
+#include "status/status.h"
 #include "vlan_tables.h"
 
 #include <algorithm>

@@ -4,8 +4,8 @@
 #include "fields.h"
 #include "host/config_file.h"
 #include "host/operation_lock.h"
-#include "interface/conversions.h"
-#include "interface/guard.h"
+#include "api/conversions.h"
+#include "api/guard.h"
 
 #include <cstdio>
 #include <cstdlib>

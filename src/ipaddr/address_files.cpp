@@ -3,13 +3,13 @@
 // address_files_rules.cpp; here the files are read and atomically rewritten.
 #include "address_files.h"
 
-#include "address_files_rules.h"
+#include "ifcfg/address_rules.h"
 #include "host/config_file.h"
-#include "host/dialect.h"
-#include "host/distro.h"
+#include "ifcfg/family.h"
+#include "ifcfg/distro.h"
 #include "host/fixed_file.h"
-#include "interface/guard.h"
-#include "interface/status.h"
+#include "api/guard.h"
+#include "status/status.h"
 #include "ip_commands.h"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 // Checks over an adapter's address list, and the broadcast of a record.
 #include "address_list.h"
 
-#include "interface/conversions.h"
-#include "interface/status.h"
+#include "api/conversions.h"
+#include "status/status.h"
 
 #include <cstring>
 

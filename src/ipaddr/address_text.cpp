@@ -2,7 +2,7 @@
 #include "address_text.h"
 
 #include "address_list.h"
-#include "interface/conversions.h"
+#include "api/conversions.h"
 
 #include <cstring>
 #include <vector>

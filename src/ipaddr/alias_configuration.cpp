@@ -7,9 +7,9 @@
 #include "address_text.h"
 #include "host/config_dir.h"
 #include "host/config_file.h"
-#include "host/dialect.h"
-#include "host/distro.h"
-#include "interface/status.h"
+#include "ifcfg/family.h"
+#include "ifcfg/distro.h"
+#include "status/status.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -2,9 +2,9 @@
 #include "mxlinnet.h"
 
 #include "host/operation_lock.h"
-#include "interface/lists.h"
-#include "interface/report.h"
-#include "interface/status.h"
+#include "api/lists.h"
+#include "api/report.h"
+#include "status/status.h"
 #include "inventory/snapshot.h"
 #include "link_control.h"
 

@@ -6,8 +6,8 @@
 
 #include "host/command_runner.h"
 #include "host/operation_lock.h"
-#include "interface/guard.h"
-#include "interface/status.h"
+#include "api/guard.h"
+#include "status/status.h"
 
 #include <cerrno>
 

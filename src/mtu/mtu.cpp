@@ -2,13 +2,13 @@
 #include "mtu.h"
 
 #include "host/config_file.h"
-#include "host/dialect.h"
-#include "host/distro.h"
+#include "ifcfg/family.h"
+#include "ifcfg/distro.h"
 #include "host/operation_lock.h"
-#include "interface/guard.h"
-#include "interface/lists.h"
-#include "interface/report.h"
-#include "interface/status.h"
+#include "api/guard.h"
+#include "api/lists.h"
+#include "api/report.h"
+#include "status/status.h"
 #include "inventory/snapshot.h"
 
 #include <cstdio>

@@ -4,10 +4,10 @@
 
 #include "host/config_dir.h"
 #include "host/config_file.h"
-#include "host/dialect.h"
-#include "host/distro.h"
-#include "interface/guard.h"
-#include "interface/status.h"
+#include "ifcfg/family.h"
+#include "ifcfg/distro.h"
+#include "api/guard.h"
+#include "status/status.h"
 
 #include <cstdarg>
 #include <cstdio>

@@ -1,6 +1,6 @@
 // Which lines the switch to DHCP keeps, drops, replaces and adds, in both
 // dialects, and which pid a pid file may name.
-#include "dhcp/dhcp_rules.h"
+#include "ifcfg/dhcp_rules.h"
 
 #include <gtest/gtest.h>
 

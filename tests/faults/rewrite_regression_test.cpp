@@ -6,7 +6,7 @@
 #include "../system/testbed.h"
 
 #include "host/config_file.h"
-#include "interface/status.h"
+#include "status/status.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

@@ -4,7 +4,7 @@
 
 #include "dhcp/dhcp.h"
 #include "gateway/gateway.h"
-#include "host/distro.h"
+#include "ifcfg/distro.h"
 #include "link/link_control.h"
 #include "mxlinnet.h"
 

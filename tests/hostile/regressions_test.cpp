@@ -4,7 +4,7 @@
 #include "host_watch.h"
 
 #include "dns/dns.h"
-#include "interface/lists.h"
+#include "api/lists.h"
 #include "inventory/snapshot.h"
 #include "gateway/gateway.h"
 #include "inventory/details.h"

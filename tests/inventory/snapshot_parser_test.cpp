@@ -1,6 +1,6 @@
 // The link snapshot parser on crafted "ip addr show" outputs, old and current.
-#include "interface/globals.h"
-#include "interface/lists.h"
+#include "api/globals.h"
+#include "api/lists.h"
 #include "inventory/snapshot.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // The line rules of the address file edits, on fixture files of both
 // families compared byte for byte with their golden results.
-#include "ipaddr/address_files_rules.h"
+#include "ifcfg/address_rules.h"
 
 #include <gtest/gtest.h>
 

@@ -2,8 +2,8 @@
 // bytes each call leaves in the file, its status, and the scratch file gone.
 #include "testbed.h"
 
-#include "host/distro.h"
-#include "interface/status.h"
+#include "ifcfg/distro.h"
+#include "status/status.h"
 #include "ipaddr/address_files.h"
 
 #include <cstdio>

@@ -3,9 +3,9 @@
 #include "testbed.h"
 
 #include "host/config_file.h"
-#include "host/dialect.h"
+#include "ifcfg/family.h"
 #include "host/fixed_file.h"
-#include "interface/status.h"
+#include "status/status.h"
 #include "link/link_control.h"
 #include "mxlinnet.h"
 

@@ -5,9 +5,9 @@
 
 #include "dhcp/dhcp.h"
 #include "host/command_runner.h"
-#include "host/distro.h"
-#include "interface/globals.h"
-#include "interface/status.h"
+#include "ifcfg/distro.h"
+#include "api/globals.h"
+#include "status/status.h"
 
 #include <cerrno>
 #include <chrono>

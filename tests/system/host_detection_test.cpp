@@ -1,9 +1,9 @@
 // Distribution, run level and service detection on the simulated host.
 #include "testbed.h"
 
-#include "host/distro.h"
-#include "host/services.h"
-#include "interface/status.h"
+#include "ifcfg/distro.h"
+#include "ifcfg/services.h"
+#include "status/status.h"
 
 #include <sys/stat.h>
 

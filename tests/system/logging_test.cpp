@@ -1,8 +1,8 @@
 // A failing operation's message reaches the adapter object and the system log.
 #include "testbed.h"
 
-#include "interface/report.h"
-#include "interface/status.h"
+#include "api/report.h"
+#include "status/status.h"
 
 #include <chrono>
 #include <cstring>

@@ -3,7 +3,7 @@
 // and the removal with the VLAN's alias files.
 #include "testbed.h"
 
-#include "interface/lists.h"
+#include "api/lists.h"
 #include "inventory/snapshot.h"
 #include "vlan/vlan.h"
 #include "mxlinnet.h"

@@ -2,9 +2,9 @@
 // the configuration directory scan, all on scratch paths.
 #include "host/config_dir.h"
 #include "host/config_file.h"
-#include "host/dialect.h"
+#include "ifcfg/family.h"
 #include "host/fixed_file.h"
-#include "host/services.h"
+#include "ifcfg/services.h"
 #include "scratch.h"
 
 #include <csignal>

@@ -1,5 +1,5 @@
 // Address text, address bytes, prefix lengths and netmasks.
-#include "interface/conversions.h"
+#include "api/conversions.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // The application computes flattened entry sizes from SIZEOFPOINTER, which the
 // first adapter sets; until then it reads 0.
-#include "interface/globals.h"
+#include "api/globals.h"
 #include "mxlinnet.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 // The bytes the application reads: flattened lists, the status table and the
 // version record.
-#include "interface/globals.h"
-#include "interface/lists.h"
-#include "interface/status.h"
+#include "api/globals.h"
+#include "api/lists.h"
+#include "status/status.h"
 #include "mxlinnet.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 // Conversions between binary addresses, their text forms, prefix lengths and
 // netmasks.
-#ifndef LINNET_INTERFACE_CONVERSIONS_H
-#define LINNET_INTERFACE_CONVERSIONS_H
+#ifndef LINNET_API_CONVERSIONS_H
+#define LINNET_API_CONVERSIONS_H
 
 #include "mxlinnet.h"
 

@@ -2,7 +2,7 @@
 
 #include "host/operation_lock.h"
 #include "mxlogger.h"
-#include "status.h"
+#include "status/status.h"
 
 #include <cstring>
 

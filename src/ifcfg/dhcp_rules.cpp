@@ -1,4 +1,4 @@
-#include "dhcp_rules.h"
+#include "ifcfg/dhcp_rules.h"
 
 #include "host/config_file.h"
 

@@ -2,11 +2,11 @@
 // operation of this process or of another process using the library runs at
 // the same time) and no exception crosses the library's interface: what the
 // standard library throws inside an operation becomes a status.
-#ifndef LINNET_INTERFACE_GUARD_H
-#define LINNET_INTERFACE_GUARD_H
+#ifndef LINNET_API_GUARD_H
+#define LINNET_API_GUARD_H
 
 #include "host/operation_lock.h"
-#include "status.h"
+#include "status/status.h"
 
 #include <exception>
 #include <new>

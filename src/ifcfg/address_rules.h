@@ -4,8 +4,8 @@
 //
 // Lines are whole lines: the fixed 80/81/256-byte line buffers of the file
 // readers are lifted, the rules stay the same.
-#ifndef LINNET_IPADDR_ADDRESS_FILES_RULES_H
-#define LINNET_IPADDR_ADDRESS_FILES_RULES_H
+#ifndef LINNET_IFCFG_ADDRESS_RULES_H
+#define LINNET_IFCFG_ADDRESS_RULES_H
 
 #include <string>
 

@@ -1,11 +1,11 @@
 #include "services.h"
 
-#include "command_runner.h"
-#include "config_file.h"
-#include "config_dir.h"
+#include "host/command_runner.h"
+#include "host/config_file.h"
+#include "host/config_dir.h"
 #include "distro.h"
-#include "interface/guard.h"
-#include "interface/status.h"
+#include "api/guard.h"
+#include "status/status.h"
 
 #include <cstdio>
 #include <cstring>

@@ -1,9 +1,9 @@
 #include "distro.h"
 
-#include "command_runner.h"
-#include "config_file.h"
-#include "interface/guard.h"
-#include "interface/status.h"
+#include "host/command_runner.h"
+#include "host/config_file.h"
+#include "api/guard.h"
+#include "status/status.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,6 +1,6 @@
 // Which distribution family the host belongs to, and its run level.
-#ifndef LINNET_HOST_DISTRO_H
-#define LINNET_HOST_DISTRO_H
+#ifndef LINNET_IFCFG_DISTRO_H
+#define LINNET_IFCFG_DISTRO_H
 
 #include "mxlinnet.h"
 

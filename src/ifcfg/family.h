@@ -1,8 +1,8 @@
 // The two dialects of interface configuration files, as data: where the files
 // live, how values are written and which keys mean what. The distribution code
 // picks a dialect; subsystems never test the family themselves.
-#ifndef LINNET_HOST_DIALECT_H
-#define LINNET_HOST_DIALECT_H
+#ifndef LINNET_IFCFG_FAMILY_H
+#define LINNET_IFCFG_FAMILY_H
 
 #include <string>
 

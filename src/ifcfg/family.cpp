@@ -1,4 +1,4 @@
-#include "dialect.h"
+#include "family.h"
 
 #include "distro.h"
 

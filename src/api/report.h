@@ -1,6 +1,6 @@
 // How a failing operation tells the application and the administrator.
-#ifndef LINNET_INTERFACE_REPORT_H
-#define LINNET_INTERFACE_REPORT_H
+#ifndef LINNET_API_REPORT_H
+#define LINNET_API_REPORT_H
 
 #include "mxlinnet.h"
 

@@ -1,6 +1,6 @@
 // Process-wide values the application can see by name.
-#ifndef LINNET_INTERFACE_GLOBALS_H
-#define LINNET_INTERFACE_GLOBALS_H
+#ifndef LINNET_API_GLOBALS_H
+#define LINNET_API_GLOBALS_H
 
 #include "mxlinnet.h"
 

@@ -1,8 +1,8 @@
 // The rules of the switch to DHCP as pure functions over text: which lines of
 // an interface file stay, go or change, the file a new one gets, and which pid
 // a DHCP client's pid file names.
-#ifndef LINNET_DHCP_DHCP_RULES_H
-#define LINNET_DHCP_DHCP_RULES_H
+#ifndef LINNET_IFCFG_DHCP_RULES_H
+#define LINNET_IFCFG_DHCP_RULES_H
 
 #include <string>
 #include <string_view>

@@ -1,9 +1,9 @@
 #include "mxlinnet.h"
 
 #include "globals.h"
-#include "host/distro.h"
-#include "host/services.h"
-#include "status.h"
+#include "ifcfg/distro.h"
+#include "ifcfg/services.h"
+#include "status/status.h"
 
 #include "host/operation_lock.h"
 

@@ -1,7 +1,7 @@
-#include "address_files_rules.h"
+#include "ifcfg/address_rules.h"
 
 #include "host/config_file.h"
-#include "interface/conversions.h"
+#include "api/conversions.h"
 
 #include <cctype>
 #include <cstdlib>

@@ -1,6 +1,6 @@
 // Status codes and their texts.
-#ifndef LINNET_INTERFACE_STATUS_H
-#define LINNET_INTERFACE_STATUS_H
+#ifndef LINNET_STATUS_STATUS_H
+#define LINNET_STATUS_STATUS_H
 
 #include "mxlinnet.h"
 

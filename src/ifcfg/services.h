@@ -1,6 +1,6 @@
 // Whether networking starts at boot and whether NetworkManager is in charge.
-#ifndef LINNET_HOST_SERVICES_H
-#define LINNET_HOST_SERVICES_H
+#ifndef LINNET_IFCFG_SERVICES_H
+#define LINNET_IFCFG_SERVICES_H
 
 #include "mxlinnet.h"
 

@@ -1,6 +1,6 @@
 // The linked lists the library builds and how they are handed to the caller.
-#ifndef LINNET_INTERFACE_LISTS_H
-#define LINNET_INTERFACE_LISTS_H
+#ifndef LINNET_API_LISTS_H
+#define LINNET_API_LISTS_H
 
 #include "mxlinnet.h"
 
