@@ -2,7 +2,7 @@
 // file and on the SUSE routes file, and the gateway setter's rewrite of each
 // read back. The input's first bytes give the adapter's name and a gateway.
 #include "fuzz_support.h"
-#include "gateway/gateway_rules.h"
+#include "ifcfg/gateway_rules.h"
 #include "host/config_file.h"
 
 #include <cstddef>

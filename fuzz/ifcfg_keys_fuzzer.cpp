@@ -1,8 +1,8 @@
-// libFuzzer target: the key rewrites of interface files in both dialects,
+// libFuzzer target: the key rewrites of interface files in both families,
 // as the start-on-boot, MTU and gateway setters make them: every line that
 // holds the key becomes the new setting, every other line stays, and each
 // rewrite adds one empty line at the end. The input's first bytes pick the
-// dialect, the setting and its value.
+// family, the key and its value.
 #include "fuzz_support.h"
 #include "host/config_file.h"
 #include "ifcfg/family.h"
@@ -10,45 +10,27 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <string>
 #include <vector>
 
 namespace {
 
-enum class Setting { StartOnBoot, Mtu, Gateway };
-
-// The update as set_start_on_boot, write_mtu_setting and
-// add_mod_gw_entry_conf_file build it.
-host::KeyUpdate update_for(const host::ConfigDialect& dialect, Setting setting, FuzzedDataProvider& data)
+// A key update as the setters make them: a key of the table set to a value
+// in the family's form, or the routes file's default line.
+host::KeyUpdate update_for(const ifcfg::Family& family, FuzzedDataProvider& data)
 {
+    static constexpr const ifcfg::keys::Key* kKeys[] = {&ifcfg::keys::kOnBoot, &ifcfg::keys::kStartMode,
+                                                        &ifcfg::keys::kMtu, &ifcfg::keys::kGateway};
     host::KeyUpdate update;
-    switch (setting) {
-    case Setting::StartOnBoot: {
-        const bool enable = data.ConsumeBool();
-        update.key = dialect.startOnBootKey;
-        update.line = dialect.setting(update.key, enable ? dialect.startOnBootYes : dialect.startOnBootNo);
-        break;
+    const std::string value = fuzzing::dotted_quad(data);
+    if (data.ConsumeBool()) {
+        update.key = "default";
+        update.line = "default " + value + " - " + fuzzing::name(data, 16) + " \n";
+        return update;
     }
-    case Setting::Mtu: {
-        char value[80];
-        snprintf(value, sizeof value, "%d", static_cast<int>(data.ConsumeIntegral<unsigned int>()));
-        update.key = "MTU";
-        update.line = dialect.setting("MTU", value);
-        break;
-    }
-    case Setting::Gateway: {
-        const std::string via = fuzzing::dotted_quad(data);
-        if (dialect.quotedValues) {
-            update.key = "default";
-            update.line = "default " + via + " - " + fuzzing::name(data, 16) + " \n";
-        } else {
-            update.key = "GATEWAY";
-            update.line = "GATEWAY=" + via + "\n";
-        }
-        break;
-    }
-    }
+    const ifcfg::keys::Key& key = *kKeys[data.ConsumeIntegralInRange<size_t>(0, 3)];
+    update.key = key.name;
+    update.line = family.setting(key, value);
     return update;
 }
 
@@ -67,9 +49,8 @@ std::vector<std::string> lines_without(const std::vector<std::string>& lines, co
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
 {
     FuzzedDataProvider data(bytes, size);
-    const host::ConfigDialect* dialect = host::dialect_for(data.ConsumeBool() ? kDistroSuse : kDistroRedHat);
-    const auto setting = static_cast<Setting>(data.ConsumeIntegralInRange(0, 2));
-    const host::KeyUpdate update = update_for(*dialect, setting, data);
+    const ifcfg::Family* family = ifcfg::family_for(data.ConsumeBool() ? kDistroSuse : kDistroRedHat);
+    const host::KeyUpdate update = update_for(*family, data);
     const std::string text = data.ConsumeRemainingBytesAsString();
 
     const std::string rewritten = host::apply_key_update(text, update);

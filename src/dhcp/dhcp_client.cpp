@@ -3,9 +3,9 @@
 // file.
 #include "dhcp.h"
 
-#include "ifcfg/dhcp_rules.h"
 #include "host/command_runner.h"
-#include "ifcfg/distro.h"
+#include "ifcfg/dhcp_pid.h"
+#include "ifcfg/family.h"
 #include "host/operation_lock.h"
 #include "api/globals.h"
 #include "api/guard.h"
@@ -21,12 +21,7 @@
 
 namespace {
 
-constexpr size_t kCommandBufSize = 160;
-constexpr size_t kPidPathSize = 80;
-constexpr size_t kPidTextSize = 80;
 constexpr unsigned kClientDelaySeconds = 1;
-
-constexpr const char* kDhcpcdCommand = "/sbin/dhcpcd %s &>/dev/null &";
 
 // The command text as the process-wide buffer holds it: cut to its size.
 void set_system_buf(const char* text)
@@ -61,8 +56,8 @@ std::string literal(const char* text)
 int enableDhcp(char const* ifname, _NetworkDevice* dev, unsigned char writeConfig)
 {
     return guarded([&]() -> int {
-        int distro = kDistroUnknown;
-        int result = get_linux_distro(&distro);
+        const ifcfg::HostFamily detected = ifcfg::detect_family();
+        int result = detected.status;
         if (result != status::kSuccess)
             return result;
         if (dev == nullptr || ifname == nullptr)
@@ -78,14 +73,10 @@ int enableDhcp(char const* ifname, _NetworkDevice* dev, unsigned char writeConfi
             return result;
         // Checked with the link already down, and left down: the order is
         // part of the behaviour.
-        if (distro == kDistroSuse) {
-            char pidFile[kCommandBufSize] = {};
-            snprintf(pidFile, sizeof pidFile, "/var/run/dhcpcd-%s.pid", ifname);
-            if (access(pidFile, F_OK) == 0)
-                return status::kDhcpRunning;
-        }
+        if (detected.family != nullptr && detected.family->dhcp_client_running(ifname))
+            return status::kDhcpRunning;
         if (writeConfig != 0) {
-            result = change_to_dhcp_in_configfile(distro, dev);
+            result = change_to_dhcp_in_configfile(detected.distro, dev);
             if (result != status::kSuccess)
                 return result;
         }
@@ -93,10 +84,10 @@ int enableDhcp(char const* ifname, _NetworkDevice* dev, unsigned char writeConfi
         if (result != status::kSuccess)
             return result;
 
-        // Only the SUSE family gets a client from here; the other families'
-        // child runs the empty command, that is nothing. The command is kept
-        // as built, so the name stays one argument; the buffer shows its text.
-        host::Command client = distro == kDistroSuse ? host::Command::format(kDhcpcdCommand, name) : host::Command();
+        // A family whose scripts start their own client gets the empty
+        // command: the child runs nothing. The command is kept as built, so
+        // the name stays one argument; the buffer shows its text.
+        host::Command client = detected.family != nullptr ? detected.family->dhcp_client(name) : host::Command();
         set_system_buf(client.text().c_str());
         start_detached(client);
         return status::kSuccess;
@@ -120,32 +111,5 @@ int execute_dhcp_client(char* command)
 int kill_dhc_process(int distro, char* ifname)
 {
     const host::SerialSection section;
-    const char* name = ifname != nullptr ? ifname : "";
-    char path[kPidPathSize] = {};
-    if (distro == kDistroRedHat)
-        snprintf(path, sizeof path, "/var/run/dhclient-%s.pid", name);
-    else
-        snprintf(path, sizeof path, "/var/run/dhcpcd-%s.pid", name);
-    int result = access(path, F_OK);
-    if (result != 0)
-        return result;
-
-    int fd = open(path, O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return -1;
-    char text[kPidTextSize + 1] = {};
-    size_t length = 0;
-    while (length < kPidTextSize) {
-        ssize_t n = read(fd, text + length, kPidTextSize - length);
-        if (n == 0 || (n < 0 && errno != EINTR))
-            break;
-        if (n > 0)
-            length += static_cast<size_t>(n);
-    }
-    if (length > 0) {
-        pid_t pid = dhcp::pid_to_kill(text, getpid());
-        if (pid != 0)
-            kill(pid, SIGKILL);
-    }
-    return close(fd);
+    return ifcfg::kill_dhcp_client(distro, ifname);
 }

@@ -33,28 +33,25 @@ bool writable_or_missing(const std::string& path)
 
 bool dhcp::record_fits_file(const _NetworkDevice& dev)
 {
-    return host::is_file_name_safe(dhcp::config_name(field_text(dev.ifName)).c_str())
-           && host::is_value_safe(field_text(dev.macAddrStr).c_str());
+    return ifcfg::is_file_name_safe(dhcp::config_name(field_text(dev.ifName)).c_str())
+           && ifcfg::is_value_safe(field_text(dev.macAddrStr).c_str());
 }
 
 int change_to_dhcp_in_configfile(int distro, _NetworkDevice* dev)
 {
     return guarded([&]() -> int {
-        const host::ConfigDialect* dialect = host::dialect_for(distro);
-        if (dialect == nullptr || dev == nullptr || !dhcp::record_fits_file(*dev))
+        const ifcfg::Family* family = ifcfg::family_for(distro);
+        if (family == nullptr || dev == nullptr || !dhcp::record_fits_file(*dev))
             return status::kFileOpen;
         std::string name = dhcp::config_name(field_text(dev->ifName));
-        std::string path = dialect->interface_file(name);
+        std::string path = family->interface_file(name);
 
         std::string text;
         host::ReadOutcome outcome = host::read_for_rewrite(path, text);
         if (outcome == host::ReadOutcome::Failed)
             return status::kFileOpen;
-        if (outcome == host::ReadOutcome::Read)
-            text = dialect->quotedValues ? dhcp::dhcp_text_suse(text) : dhcp::dhcp_text_redhat(text);
-        else
-            text = dialect->quotedValues ? dhcp::new_file_suse()
-                                         : dhcp::new_file_redhat(name, field_text(dev->macAddrStr));
+        text =
+            family->dhcp_file(outcome == host::ReadOutcome::Read ? &text : nullptr, name, field_text(dev->macAddrStr));
         if (!writable_or_missing(path))
             return status::kFileOpen;
         return host::replace_file(path, text);

@@ -63,7 +63,7 @@ int mod_entry_to_dns_config_file(char* oldAddress, char* newAddress, int operati
     if (oldAddress == nullptr || newAddress == nullptr)
         return status::kFailure;
     // A blank or line break would make more than one "nameserver" line.
-    if (*newAddress == '\0' || !host::is_value_safe(newAddress))
+    if (*newAddress == '\0' || !ifcfg::is_value_safe(newAddress))
         return status::kFileOpen;
     return guarded([&]() -> int {
         const std::string line = dns::name_server_line(newAddress, dns::kLineBufferSize);

@@ -4,10 +4,10 @@
 #include "gateway.h"
 
 #include "gateway_rules.h"
+#include "ifcfg/gateway_rules.h"
 #include "host/command_runner.h"
 #include "host/config_file.h"
 #include "ifcfg/family.h"
-#include "ifcfg/distro.h"
 #include "host/fixed_file.h"
 #include "host/operation_lock.h"
 #include "api/conversions.h"
@@ -147,24 +147,15 @@ int get_ifname_gw_set(char* device, char*)
 int get_gateway_bootproto_from_conf_file(char* ifname, char* gateway, int* found)
 {
     return guarded([&]() -> int {
-        int distro = kDistroUnknown;
-        int detected = get_linux_distro(&distro);
-        if (detected != status::kSuccess)
-            return detected;
-        const host::ConfigDialect* dialect = host::dialect_for(distro);
-        if (dialect == nullptr || ifname == nullptr)
+        const ifcfg::HostFamily detected = ifcfg::detect_family();
+        if (detected.status != status::kSuccess)
+            return detected.status;
+        if (detected.family == nullptr || ifname == nullptr)
             return status::kFileOpen;
-        std::string text;
         gateway::ConfiguredGateway configured;
-        if (dialect->quotedValues) {
-            if (!host::read_file(dialect->routes_file(), text))
-                return status::kFileOpen;
-            configured = gateway::gateway_from_routes_file(text, ifname);
-        } else {
-            if (!host::is_file_name_safe(ifname) || !host::read_file(dialect->interface_file(ifname), text))
-                return status::kFileOpen;
-            configured = gateway::gateway_from_interface_file(text);
-        }
+        int read = detected.family->read_configured_gateway(ifname, configured);
+        if (read != status::kSuccess)
+            return read;
         copy_configured(gateway, configured);
         if (configured.lineFound && found != nullptr)
             ++*found;

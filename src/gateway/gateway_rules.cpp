@@ -2,8 +2,6 @@
 
 #include "host/config_file.h"
 
-#include <cstdio>
-
 namespace gateway {
 
 namespace {
@@ -15,46 +13,6 @@ constexpr const char* kViaLetters = "via";
 constexpr const char* kDevLetters = "dev";
 constexpr size_t kAfterVia = 3;
 constexpr size_t kAfterDev = 4;
-// GATEWAY=" is nine characters: a quoted value is read from index 9.
-constexpr size_t kQuotedValueStart = 9;
-
-// What "%s" can hold in the 16-byte address area, with its NUL.
-constexpr const char* kGatewayFormat = "GATEWAY=%15s";
-constexpr const char* kRoutesFormat = "default %15s - -";
-constexpr size_t kScanBufferSize = 16;
-
-// The value of a "%s" scan of the line, if it converts.
-std::optional<std::string> scan(std::string_view line, const char* format)
-{
-    const std::string text(line);
-    char value[kScanBufferSize] = {};
-    if (sscanf(text.c_str(), format, value) != 1)
-        return std::nullopt;
-    return std::string(value);
-}
-
-bool marks_dhcp(std::string_view line)
-{
-    return host::contains(line, "BOOTPROTO") && host::contains(line, "dhcp");
-}
-
-// The first non-comment line that `isGatewayLine` accepts, and whether a DHCP
-// line came before it.
-template <class IsGatewayLine>
-std::optional<std::string_view> find_gateway_line(std::string_view text, IsGatewayLine isGatewayLine, bool& dhcp)
-{
-    std::optional<std::string_view> found;
-    dhcp = false;
-    host::for_each_line(text, host::FinalRead::Dropped, [&](std::string_view line) {
-        if (found || host::is_comment(line))
-            return;
-        if (isGatewayLine(line))
-            found = line;
-        else if (marks_dhcp(line))
-            dhcp = true;
-    });
-    return found;
-}
 
 } // namespace
 
@@ -97,47 +55,6 @@ RouteScan scan_default_routes(std::string_view snapshot)
         }
     });
     return scan;
-}
-
-ConfiguredGateway gateway_from_interface_file(std::string_view text)
-{
-    ConfiguredGateway configured;
-    bool dhcp = false;
-    std::optional<std::string_view> line = find_gateway_line(
-        text, [](std::string_view l) { return host::contains(l, "GATEWAY"); }, dhcp);
-    if (!line)
-        return configured;
-    configured.lineFound = true;
-    if (host::contains(*line, "GATEWAY=\"")) {
-        // Copied, yet reported as no gateway.
-        const size_t end = line->find('"', kQuotedValueStart);
-        configured.text = std::string(line->substr(
-            kQuotedValueStart, end == std::string_view::npos ? std::string_view::npos : end - kQuotedValueStart));
-        configured.copy = ConfiguredGateway::Copy::Unterminated;
-    } else if (std::optional<std::string> value = scan(*line, kGatewayFormat)) {
-        configured.text = *value;
-        configured.copy = ConfiguredGateway::Copy::Terminated;
-        configured.usable = true;
-    }
-    configured.usable = configured.usable && !dhcp;
-    return configured;
-}
-
-ConfiguredGateway gateway_from_routes_file(std::string_view text, std::string_view ifname)
-{
-    ConfiguredGateway configured;
-    bool dhcp = false;
-    std::optional<std::string_view> line = find_gateway_line(
-        text, [&](std::string_view l) { return host::contains(l, kDefault) && host::contains(l, ifname); }, dhcp);
-    if (!line)
-        return configured;
-    configured.lineFound = true;
-    if (std::optional<std::string> value = scan(*line, kRoutesFormat)) {
-        configured.text = *value;
-        configured.copy = ConfiguredGateway::Copy::Terminated;
-        configured.usable = !dhcp;
-    }
-    return configured;
 }
 
 } // namespace gateway

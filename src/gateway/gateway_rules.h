@@ -1,6 +1,5 @@
-// How the gateway is read from text: a line of "/sbin/ip route show", the
-// routing snapshot as a whole, a Red Hat interface file and the SUSE routes
-// file. Pure functions over text; the callers read and write the files.
+// How the default route is read from text: a line of "/sbin/ip route show"
+// and the routing snapshot as a whole. Pure functions over text.
 #ifndef LINNET_GATEWAY_GATEWAY_RULES_H
 #define LINNET_GATEWAY_GATEWAY_RULES_H
 
@@ -36,24 +35,6 @@ struct RouteScan {
 
 // The default routes of a routing snapshot, up to its first empty line.
 RouteScan scan_default_routes(std::string_view snapshot);
-
-// What an adapter's configuration says about its gateway.
-struct ConfiguredGateway {
-    bool lineFound = false; // a gateway line was met
-    bool usable = false;    // a static gateway that scans (the reader's 0)
-    enum class Copy { None, Terminated, Unterminated } copy = Copy::None;
-    std::string text; // what goes into the caller's gateway buffer
-};
-
-// A Red Hat interface file: the first line with "GATEWAY" (GATEWAYDEV
-// included) is the gateway line; a BOOTPROTO line with "dhcp" before it makes
-// the answer unusable. GATEWAY="x" is copied but unusable.
-ConfiguredGateway gateway_from_interface_file(std::string_view text);
-
-// The SUSE routes file: the first line with "default" and the adapter's name
-// (anywhere in the line) is the gateway line, scanned as "default %s - -";
-// BOOTPROTO and "dhcp" before it make the answer unusable.
-ConfiguredGateway gateway_from_routes_file(std::string_view text, std::string_view ifname);
 
 } // namespace gateway
 

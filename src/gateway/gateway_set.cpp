@@ -4,9 +4,7 @@
 
 #include "gateway_rules.h"
 #include "host/command_runner.h"
-#include "host/config_file.h"
 #include "ifcfg/family.h"
-#include "ifcfg/distro.h"
 #include "host/operation_lock.h"
 #include "api/conversions.h"
 #include "api/guard.h"
@@ -62,31 +60,12 @@ int DelGateway(char*, char*)
 int add_mod_gw_entry_conf_file(char* device, char* gateway)
 {
     return guarded([&]() -> int {
-        int distro = kDistroUnknown;
-        int detected = get_linux_distro(&distro);
-        if (detected != status::kSuccess)
-            return detected;
-        const host::ConfigDialect* dialect = host::dialect_for(distro);
-        if (dialect == nullptr || gateway == nullptr || *gateway == '\0' || !host::is_value_safe(gateway))
+        const ifcfg::HostFamily detected = ifcfg::detect_family();
+        if (detected.status != status::kSuccess)
+            return detected.status;
+        if (detected.family == nullptr || gateway == nullptr || *gateway == '\0' || !ifcfg::is_value_safe(gateway))
             return status::kFileOpen;
-        host::KeyUpdate update;
-        std::string path;
-        if (dialect->quotedValues) {
-            if (device != nullptr && !host::is_file_name_safe(device))
-                return status::kFileOpen;
-            // Every default route line, whatever its interface, becomes this one.
-            update.key = "default";
-            update.line = "default " + text_of(gateway) + " - " + (device != nullptr ? device : "-") + " \n";
-            path = dialect->routes_file();
-        } else {
-            if (!host::is_file_name_safe(device))
-                return status::kFileOpen;
-            update.key = "GATEWAY";
-            update.line = "GATEWAY=" + text_of(gateway) + "\n";
-            path = dialect->interface_file(device);
-        }
-        // A file that cannot be read is written holding the new line alone.
-        return host::update_key_in_file(path, update, &update.line);
+        return detected.family->write_default_gateway(device, gateway);
     });
 }
 

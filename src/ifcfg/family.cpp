@@ -1,41 +1,38 @@
 #include "family.h"
 
 #include "distro.h"
+#include "families.h"
 
 #include <cctype>
 #include <cstring>
 
-namespace host {
+namespace ifcfg {
 
-namespace {
-
-// XenServer hosts are Red Hat family hosts without the PCI ID database at the
-// Red Hat path.
-constexpr ConfigDialect kRedHat = {
-    "redhat", "/etc/sysconfig/network-scripts/", false, "/usr/share/hwdata/pci.ids", "ONBOOT", "yes", "no",
-};
-constexpr ConfigDialect kXenServer = {
-    "redhat", "/etc/sysconfig/network-scripts/", false, "", "ONBOOT", "yes", "no",
-};
-constexpr ConfigDialect kSuse = {
-    "suse", "/etc/sysconfig/network/", true, "/usr/share/pci.ids", "STARTMODE", "onboot", "manual",
-};
-
-} // namespace
-
-std::string ConfigDialect::setting(const std::string& key, const std::string& value) const
+std::string Family::interface_file(const std::string& ifname) const
 {
-    return quotedValues ? key + "='" + value + "'\n" : key + "=" + value + "\n";
+    return std::string(configDir_) + "ifcfg-" + ifname;
 }
 
-std::string ConfigDialect::interface_file(const std::string& ifname) const
+const Family* family_for(int distro)
 {
-    return std::string(configDir) + "ifcfg-" + ifname;
+    switch (distro) {
+    case kDistroRedHat:
+        return &redhat_family();
+    case kDistroXenServer:
+        return &xenserver_family();
+    case kDistroSuse:
+        return &suse_family();
+    default:
+        return nullptr;
+    }
 }
 
-std::string ConfigDialect::routes_file() const
+HostFamily detect_family()
 {
-    return std::string(configDir) + "routes";
+    HostFamily host;
+    host.status = get_linux_distro(&host.distro);
+    host.family = family_for(host.distro);
+    return host;
 }
 
 namespace {
@@ -60,10 +57,9 @@ bool is_file_name_safe(const char* name)
     return true;
 }
 
-bool refuses_file_name(const char* name)
+bool refuses_file_name(const HostFamily& host, const char* name)
 {
-    int distro = kDistroUnknown;
-    return get_linux_distro(&distro) == 0 && dialect_for(distro) != nullptr && !is_file_name_safe(name);
+    return host.status == 0 && host.family != nullptr && !is_file_name_safe(name);
 }
 
 bool is_value_safe(const char* text)
@@ -77,18 +73,4 @@ bool is_value_safe(const char* text)
     return true;
 }
 
-const ConfigDialect* dialect_for(int distro)
-{
-    switch (distro) {
-    case kDistroRedHat:
-        return &kRedHat;
-    case kDistroXenServer:
-        return &kXenServer;
-    case kDistroSuse:
-        return &kSuse;
-    default:
-        return nullptr;
-    }
-}
-
-} // namespace host
+} // namespace ifcfg

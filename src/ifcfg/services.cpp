@@ -1,10 +1,11 @@
 #include "services.h"
 
-#include "host/command_runner.h"
-#include "host/config_file.h"
-#include "host/config_dir.h"
-#include "distro.h"
 #include "api/guard.h"
+#include "distro.h"
+#include "family.h"
+#include "host/command_runner.h"
+#include "host/config_dir.h"
+#include "host/config_file.h"
 #include "status/status.h"
 
 #include <cstdio>
@@ -45,9 +46,13 @@ bool is_network_link(const char* name, char letter)
     return sscanf(name, format, &number, &consumed) == 1 && strcmp(name + consumed, "network") == 0;
 }
 
-int networking_from_rc_links(int distro)
+} // namespace
+
+namespace ifcfg {
+
+int networking_from_rc_links()
 {
-    int runLevel = GetCurrentRunLevel(distro);
+    int runLevel = GetCurrentRunLevel(kDistroSuse);
     if (runLevel < 2)
         return status::kFailure;
     char directory[64];
@@ -64,31 +69,42 @@ int networking_from_rc_links(int distro)
     return status::kNetworkingDisabled;
 }
 
-} // namespace
+int networking_from_settings()
+{
+    return read_yes_no_setting(kNetworkSettingsPath, "NETWORKING=") == Setting::Yes ? status::kSuccess
+                                                                                    : status::kNetworkingDisabled;
+}
+
+int network_manager_from_service()
+{
+    std::string output;
+    if (host::capture(host::Command::format("service NetworkManager status"), output) != 0)
+        return status::kFailure;
+    std::string firstLine = output.substr(0, output.find('\n')).substr(0, kServiceLineChars);
+    return host::contains(firstLine.c_str(), "running") ? status::kNetworkManagerEnabled : 0;
+}
+
+int network_manager_from_settings()
+{
+    return read_yes_no_setting(kSuseNetworkConfigPath, "NETWORKMANAGER=") == Setting::Yes ? 1 : 0;
+}
+
+} // namespace ifcfg
 
 int CheckNetworkingEnabled(int distro)
 {
     return guarded([&]() -> int {
-        if (distro == kDistroRedHat || distro == kDistroXenServer)
-            return read_yes_no_setting(kNetworkSettingsPath, "NETWORKING=") == Setting::Yes
-                       ? status::kSuccess
-                       : status::kNetworkingDisabled;
-        if (distro == kDistroSuse)
-            return networking_from_rc_links(distro);
-        return status::kNetworkingDisabled;
+        const ifcfg::Family* family = ifcfg::family_for(distro);
+        return family != nullptr ? family->networking_enabled() : status::kNetworkingDisabled;
     });
 }
 
+// A host of no known family is asked as the Red Hat family is.
 int CheckNetworkManagerEnabled(int, int distro)
 {
     return guarded([&]() -> int {
-        if (distro == kDistroSuse)
-            return read_yes_no_setting(kSuseNetworkConfigPath, "NETWORKMANAGER=") == Setting::Yes ? 1 : 0;
-        std::string output;
-        if (host::capture(host::Command::format("service NetworkManager status"), output) != 0)
-            return status::kFailure;
-        std::string firstLine = output.substr(0, output.find('\n')).substr(0, kServiceLineChars);
-        return host::contains(firstLine.c_str(), "running") ? status::kNetworkManagerEnabled : 0;
+        const ifcfg::Family* family = ifcfg::family_for(distro);
+        return family != nullptr ? family->network_manager_enabled() : ifcfg::network_manager_from_service();
     });
 }
 

@@ -1,4 +1,5 @@
-// Whether networking starts at boot and whether NetworkManager is in charge.
+// Whether networking starts at boot and whether NetworkManager is in charge:
+// the checks, and the exported entry points that pick one by family.
 #ifndef LINNET_IFCFG_SERVICES_H
 #define LINNET_IFCFG_SERVICES_H
 
@@ -18,5 +19,19 @@ LINNET_EXPORT int CheckNetworkingEnabled(int distro);
 LINNET_EXPORT int CheckNetworkManagerEnabled(int runLevel, int distro);
 // Directory-scan filter accepting every entry but "." and "..".
 LINNET_EXPORT int rc_filter(dirent const* entry);
+
+namespace ifcfg {
+
+// The Red Hat family's switch: NETWORKING= in /etc/sysconfig/network.
+int networking_from_settings();
+// The SUSE family's: the "network" link of the current run level's
+// directory, K (disabled) or S (enabled).
+int networking_from_rc_links();
+// The Red Hat family's NetworkManager check: "service NetworkManager status".
+int network_manager_from_service();
+// The SUSE family's: NETWORKMANAGER= in /etc/sysconfig/network/config.
+int network_manager_from_settings();
+
+} // namespace ifcfg
 
 #endif

@@ -3,8 +3,6 @@
 #include "detail_cache.h"
 
 #include "host/config_file.h"
-#include "ifcfg/family.h"
-#include "ifcfg/distro.h"
 #include "status/status.h"
 
 #include <cstdio>
@@ -38,14 +36,13 @@ DetailCache::~DetailCache()
         close(socket_);
 }
 
-int DetailCache::distro(int& distro)
+const ifcfg::HostFamily& DetailCache::family()
 {
-    if (!distroRead_) {
-        distroStatus_ = get_linux_distro(&distro_);
-        distroRead_ = true;
+    if (!familyRead_) {
+        family_ = ifcfg::detect_family();
+        familyRead_ = true;
     }
-    distro = distro_;
-    return distroStatus_;
+    return family_;
 }
 
 int DetailCache::pci_ids_status()
@@ -53,15 +50,14 @@ int DetailCache::pci_ids_status()
     if (pciIdsChecked_)
         return pciIdsStatus_;
     pciIdsChecked_ = true;
-    int family = kDistroUnknown;
-    int status = distro(family);
-    if (status != status::kSuccess) {
-        pciIdsStatus_ = status;
+    const ifcfg::HostFamily& detected = family();
+    if (detected.status != status::kSuccess) {
+        pciIdsStatus_ = detected.status;
         return pciIdsStatus_;
     }
     // The database only has to open; nothing in it is used.
-    const host::ConfigDialect* dialect = host::dialect_for(family);
-    FILE* database = dialect != nullptr && *dialect->pciIdsPath ? fopen(dialect->pciIdsPath, "r") : nullptr;
+    const ifcfg::Family* host = detected.family;
+    FILE* database = host != nullptr && *host->pci_ids_path() ? fopen(host->pci_ids_path(), "r") : nullptr;
     pciIdsStatus_ = database != nullptr ? status::kSuccess : status::kFileOpen;
     if (database != nullptr)
         fclose(database);

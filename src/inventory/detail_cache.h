@@ -2,6 +2,8 @@
 #ifndef LINNET_INVENTORY_DETAIL_CACHE_H
 #define LINNET_INVENTORY_DETAIL_CACHE_H
 
+#include "ifcfg/family.h"
+
 #include <map>
 #include <string>
 
@@ -17,8 +19,8 @@ public:
     DetailCache(const DetailCache&) = delete;
     DetailCache& operator=(const DetailCache&) = delete;
 
-    // get_linux_distro's status, with the family in `distro`.
-    int distro(int& distro);
+    // The host's family, detected at the first call.
+    const ifcfg::HostFamily& family();
     // 0 when the family's PCI ID database opens, else its status.
     int pci_ids_status();
     // A datagram socket for the driver queries, -1 when none can be opened.
@@ -33,9 +35,8 @@ public:
     const PciIds& pci_ids(const std::string& busInfo);
 
 private:
-    bool distroRead_ = false;
-    int distroStatus_ = 0;
-    int distro_ = -1;
+    bool familyRead_ = false;
+    ifcfg::HostFamily family_;
     bool pciIdsChecked_ = false;
     int pciIdsStatus_ = 0;
     int socket_ = -2;

@@ -31,15 +31,14 @@ void fill_boot_protocol(_NetworkDevice* dev, DetailCache& cache)
     std::string stem = dev->ifName;
     if (host::contains(stem, ".") && host::contains(stem, "@"))
         stem = before_at(stem);
-    int distro = -1;
-    if (cache.distro(distro) != status::kSuccess)
-        return;
-    const host::ConfigDialect* dialect = host::dialect_for(distro);
+    const ifcfg::HostFamily& detected = cache.family();
     std::string text;
-    if (dialect == nullptr || !host::read_file(dialect->interface_file(stem), text, host::Access::ReadWrite))
+    if (detected.status != status::kSuccess || detected.family == nullptr
+        || !host::read_file(detected.family->interface_file(stem), text, host::Access::ReadWrite))
         return;
     host::for_each_line(text, host::FinalRead::Dropped, [dev](std::string_view line) {
-        if (!host::is_comment(line) && host::contains(line, "BOOTPROTO") && host::contains(line, "dhcp"))
+        if (!host::is_comment(line) && host::contains(line, ifcfg::keys::kBootProto.name)
+            && host::contains(line, "dhcp"))
             dev->isDhcp = 1;
     });
 }
@@ -81,8 +80,7 @@ int fill_description(const char* ifName, _NetworkDevice* dev, DetailCache& cache
         append_field(dev->description, size, kNotAvailable);
         return status::kSuccess;
     }
-    int distro = -1;
-    int result = cache.distro(distro);
+    int result = cache.family().status;
     if (result != status::kSuccess)
         return result;
     if (strstr(ifName, "vlan") != nullptr || strstr(ifName, "bond") != nullptr) {
@@ -124,8 +122,7 @@ int get_bootproto(_NetworkDevice* dev)
         if (dev == nullptr)
             return status::kFailure;
         inventory::DetailCache cache;
-        int distro = -1;
-        int result = cache.distro(distro);
+        int result = cache.family().status;
         if (result != status::kSuccess)
             return result;
         inventory::fill_boot_protocol(dev, cache);

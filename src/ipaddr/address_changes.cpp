@@ -102,11 +102,9 @@ int modify_address(int primary, char* ifname, char* address, char* netmask, char
 int delete_address(char* ifname, _NetParams* params, _NetworkDevice* device)
 {
     ipaddr::AddressText text = ipaddr::address_text(params->oldAddress, params->oldNetmask, params->oldFamily);
-    int distro = kDistroUnknown;
-    int result = get_linux_distro(&distro);
-    const host::ConfigDialect* dialect = host::dialect_for(distro);
+    const ifcfg::HostFamily detected = ifcfg::detect_family();
     // A name no file can carry is refused before anything changes.
-    if (dialect != nullptr && !host::is_file_name_safe(ifname))
+    if (detected.family != nullptr && !ifcfg::is_file_name_safe(ifname))
         return status::kFileOpen;
     int position = 0;
     _IpAddress* record =
@@ -125,15 +123,9 @@ int delete_address(char* ifname, _NetParams* params, _NetworkDevice* device)
         free(record);
     }
     DelIPAddress(ifname, &text.addressPrefix[0]);
-    if (dialect == nullptr)
-        return result;
-    if (!dialect->quotedValues) {
-        if (alias != kPrimaryAlias)
-            host::remove_file(dialect->interface_file(alias_label(ifname, alias)));
-        return result;
-    }
-    std::string path = dialect->interface_file(ifname);
-    return delete_file_entry(&path[0], position, &text.address[0], &text.netmask[0]);
+    if (detected.family == nullptr)
+        return detected.status;
+    return detected.family->forget_address(ifname, alias, position, text.address.c_str(), text.netmask.c_str());
 }
 
 int delete_all_addresses(char* ifname, _NetworkDevice* device)

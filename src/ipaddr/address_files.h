@@ -2,9 +2,8 @@
 #ifndef LINNET_IPADDR_ADDRESS_FILES_H
 #define LINNET_IPADDR_ADDRESS_FILES_H
 
+#include "ifcfg/numbered_entries.h"
 #include "mxlinnet.h"
-
-constexpr const char* kAddressScratchPath = "/tmp/tmpip";
 
 // Rewrites the adapter's file (Red Hat: its alias file for an alias) for a
 // modified address. 0, 109 (SUSE: no entry to change), 98 or 99.

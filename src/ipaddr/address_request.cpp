@@ -6,8 +6,7 @@
 #include "address_list.h"
 #include "address_text.h"
 #include "dhcp/dhcp.h"
-#include "host/config_file.h"
-#include "ifcfg/distro.h"
+#include "ifcfg/family.h"
 #include "host/operation_lock.h"
 #include "api/guard.h"
 #include "api/lists.h"
@@ -17,24 +16,11 @@
 
 #include <cstring>
 #include <string>
-#include <unistd.h>
 
 namespace {
 
 constexpr uint8_t kFamilyInet6 = 10;
 enum Operation : uint8_t { kSetPrimary = 1, kAddAlias = 2, kModifyAlias = 3, kDeleteAlias = 4 };
-constexpr const char* kDhcpcdPidFormat = "/var/run/dhcpcd-%s.pid";
-
-// A DHCP client still running for the adapter would take the address back.
-void stop_suse_dhcp_client(std::string& name)
-{
-    char pidFile[80];
-    snprintf(pidFile, sizeof pidFile, kDhcpcdPidFormat, name.c_str());
-    if (access(pidFile, F_OK) != 0)
-        return;
-    kill_dhc_process(kDistroSuse, &name[0]);
-    host::remove_file(pidFile);
-}
 
 int run_operation(std::string& name, const _NetParams& params, _NetParams* request, _NetworkDevice* device)
 {
@@ -88,12 +74,12 @@ int NetworkAdapter::SetAdapterIpAddressWrapper(char const* ifname, _NetParams* p
         if ((operation == kAddAlias || operation == kModifyAlias)
             && check_ip_dups(device->ipList, params->newAddress, params->newNetmask) == status::kAddressAssigned)
             return status::kAddressAssigned;
-        int distro = kDistroUnknown;
-        int detected = get_linux_distro(&distro);
-        if (detected != status::kSuccess)
-            return detected;
-        if (distro == kDistroSuse)
-            stop_suse_dhcp_client(name);
+        const ifcfg::HostFamily detected = ifcfg::detect_family();
+        if (detected.status != status::kSuccess)
+            return detected.status;
+        // A DHCP client still running for the adapter would take the address back.
+        if (detected.family != nullptr)
+            detected.family->stop_dhcp_client(name);
         int done = run_operation(name, *params, params, device);
         return done != status::kSuccess ? linnet_report_failure(*this, done) : done;
     });

@@ -3,7 +3,6 @@
 
 #include "host/config_file.h"
 #include "ifcfg/family.h"
-#include "ifcfg/distro.h"
 #include "host/operation_lock.h"
 #include "api/guard.h"
 #include "api/lists.h"
@@ -24,26 +23,23 @@ namespace {
 // The bounds are the product's own, whatever the device would take.
 constexpr unsigned int kMtuLowest = 22;
 constexpr unsigned int kMtuHighest = 10222;
-constexpr const char* kMtuKey = "MTU";
 
 int write_mtu_setting(char* ifname, unsigned int mtu)
 {
-    int distro = kDistroUnknown;
-    int result = get_linux_distro(&distro);
-    if (result != status::kSuccess)
-        return result;
-    const host::ConfigDialect* dialect = host::dialect_for(distro);
-    if (dialect == nullptr || !host::is_file_name_safe(ifname))
+    const ifcfg::HostFamily detected = ifcfg::detect_family();
+    if (detected.status != status::kSuccess)
+        return detected.status;
+    if (detected.family == nullptr || !ifcfg::is_file_name_safe(ifname))
         return status::kFileOpen;
-    const std::string path = dialect->interface_file(ifname);
+    const std::string path = detected.family->interface_file(ifname);
     std::string existing;
     if (!host::read_file(path, existing))
         return status::kFileOpen;
     char value[80];
     snprintf(value, sizeof value, "%d", static_cast<int>(mtu));
     host::KeyUpdate update;
-    update.key = kMtuKey;
-    update.line = dialect->setting(kMtuKey, value);
+    update.key = ifcfg::keys::kMtu.name;
+    update.line = detected.family->setting(ifcfg::keys::kMtu, value);
     return host::update_key_in_file(path, update, &update.line);
 }
 
@@ -96,7 +92,7 @@ int NetworkAdapter::SetMtuWrapper(char const* ifname, unsigned int mtu)
         const _NetworkDevice* device = list.find(ifname, name);
         if (device == nullptr)
             return linnet_report_failure(*this, status::kNoInterface);
-        if (host::refuses_file_name(name.c_str()))
+        if (ifcfg::refuses_file_name(ifcfg::detect_family(), name.c_str()))
             return status::kFileOpen;
         int set = SetMTUIoctl(name.c_str(), mtu);
         if (set != status::kSuccess)

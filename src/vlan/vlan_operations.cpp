@@ -30,24 +30,11 @@ constexpr size_t kCommandSize = 80;
 // A removal whose command could not be started at all.
 constexpr int kCommandNotStarted = -1;
 
-// The Red Hat family runs the tool by its full path, SUSE through the PATH.
-struct RemoveCommand {
-    const char* dialect; // host::ConfigDialect::name
-    const char* format;
-};
-constexpr RemoveCommand kRemoveCommands[] = {
-    {"redhat", "/sbin/vconfig rem %s"},
-    {"suse", "vconfig rem %s"},
-};
-
+// The command that removes a VLAN interface on the host's family.
 const char* remove_command_for(int distro)
 {
-    const host::ConfigDialect* dialect = host::dialect_for(distro);
-    for (const RemoveCommand& command : kRemoveCommands) {
-        if (dialect != nullptr && strcmp(command.dialect, dialect->name) == 0)
-            return command.format;
-    }
-    return nullptr;
+    const ifcfg::Family* family = ifcfg::family_for(distro);
+    return family != nullptr ? family->vlan_remove_format() : nullptr;
 }
 
 bool vlan_id_in_use(const _NetworkDevice* list, unsigned short vlanId)
@@ -148,7 +135,7 @@ int NetworkAdapter::SetVlanIdWrapper(char const* parent, unsigned short vlanId, 
         result = check_vlanid_exists(parent, vlanId, list.head());
         if (result != status::kSuccess)
             return linnet_report_failure(*this, result);
-        if (networkManagerEnabled == 0 && host::refuses_file_name(parent))
+        if (networkManagerEnabled == 0 && ifcfg::refuses_file_name(ifcfg::detect_family(), parent))
             return status::kFileOpen;
 
         result = add_vlan_interface(parent, vlanId);

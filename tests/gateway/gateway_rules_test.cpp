@@ -1,6 +1,7 @@
 // The route-line parser and the configuration readers of the gateway query,
 // on crafted text.
 #include "gateway/gateway_rules.h"
+#include "ifcfg/gateway_rules.h"
 
 #include <gtest/gtest.h>
 

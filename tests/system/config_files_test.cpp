@@ -123,7 +123,7 @@ TEST(ConfigFiles, FamilyFilesAreRewrittenInTheirOwnDialect)
 {
     REQUIRE_TESTBED();
     int distro = testbed::family() == "suse" ? 2 : testbed::family() == "unknown" ? -1 : 1;
-    const host::ConfigDialect* dialect = host::dialect_for(distro);
+    const ifcfg::Family* dialect = ifcfg::family_for(distro);
     if (dialect == nullptr)
         GTEST_SKIP() << "no configuration files on an unknown family";
     const std::string path = dialect->interface_file("eth0");
@@ -133,7 +133,7 @@ TEST(ConfigFiles, FamilyFilesAreRewrittenInTheirOwnDialect)
     struct stat old;
     ASSERT_EQ(0, stat(path.c_str(), &old));
 
-    host::KeyUpdate update{"MTU", dialect->setting("MTU", "9000")};
+    host::KeyUpdate update{"MTU", dialect->setting(ifcfg::keys::kMtu, "9000")};
     ASSERT_EQ(status::kSuccess, host::update_key_in_file(path, update));
     const std::string after = testbed::read(path);
     EXPECT_EQ(before + "\n" + (distro == 2 ? "MTU='9000'\n" : "MTU=9000\n"), after);
@@ -148,10 +148,10 @@ TEST(ConfigFiles, FamilyFilesAreRewrittenInTheirOwnDialect)
 TEST(ConfigFiles, CallerRightsDecideNeitherOwnerNorMode)
 {
     REQUIRE_TESTBED();
-    const host::ConfigDialect* dialect = host::dialect_for(testbed::family() == "suse" ? 2 : 1);
+    const ifcfg::Family* dialect = ifcfg::family_for(testbed::family() == "suse" ? 2 : 1);
     if (testbed::family() == "unknown")
         GTEST_SKIP() << "no configuration files on an unknown family";
-    const std::string directory = dialect->configDir;
+    const std::string directory = dialect->config_dir();
     const std::string path = dialect->interface_file("eth1");
     const std::string created = dialect->interface_file("eth2");
     testbed::FileGuard guard{path, created};
@@ -170,7 +170,8 @@ TEST(ConfigFiles, CallerRightsDecideNeitherOwnerNorMode)
                       return adapter.SetMTUInConfigFile(name, hw, mtu);
                   }))
             << std::oct << mode;
-        EXPECT_NE(std::string::npos, testbed::read(path).find(dialect->setting("MTU", std::to_string(mtu))));
+        EXPECT_NE(std::string::npos,
+                  testbed::read(path).find(dialect->setting(ifcfg::keys::kMtu, std::to_string(mtu))));
         EXPECT_EQ(0u, stat_of(path).st_uid) << std::oct << mode;
         EXPECT_EQ(inode, stat_of(path).st_ino) << std::oct << mode;
         EXPECT_EQ(0666u, stat_of(path).st_mode & 07777);

@@ -97,20 +97,20 @@ TEST(ConfigText, KeyUpdatesAndDialects)
     dropped.finalRead = FinalRead::Dropped;
     EXPECT_EQ(host::apply_key_update("DEVICE=eth1\nONBOOT=no\n", dropped), "DEVICE=eth1\nONBOOT=yes\n");
 
-    const host::ConfigDialect* redhat = host::dialect_for(1);
-    const host::ConfigDialect* suse = host::dialect_for(2);
-    const host::ConfigDialect* xen = host::dialect_for(3);
+    using ifcfg::keys::kMtu;
+    const ifcfg::Family* redhat = ifcfg::family_for(1);
+    const ifcfg::Family* suse = ifcfg::family_for(2);
+    const ifcfg::Family* xen = ifcfg::family_for(3);
     ASSERT_TRUE(redhat && suse && xen);
-    EXPECT_EQ(host::dialect_for(-1), nullptr);
-    EXPECT_EQ(redhat->setting("MTU", "9000"), "MTU=9000\n");
-    EXPECT_EQ(suse->setting("MTU", "9000"), "MTU='9000'\n");
-    EXPECT_EQ(host::apply_key_update("MTU='1500'\n", {"MTU", suse->setting("MTU", "9000")}), "MTU='9000'\n\n");
+    EXPECT_EQ(ifcfg::family_for(-1), nullptr);
+    EXPECT_EQ(redhat->setting(kMtu, "9000"), "MTU=9000\n");
+    EXPECT_EQ(suse->setting(kMtu, "9000"), "MTU='9000'\n");
+    EXPECT_EQ(host::apply_key_update("MTU='1500'\n", {"MTU", suse->setting(kMtu, "9000")}), "MTU='9000'\n\n");
     EXPECT_EQ(redhat->interface_file("eth0"), "/etc/sysconfig/network-scripts/ifcfg-eth0");
     EXPECT_EQ(xen->interface_file("eth0"), redhat->interface_file("eth0"));
-    EXPECT_EQ(xen->setting("MTU", "9000"), "MTU=9000\n");
-    EXPECT_EQ(suse->routes_file(), "/etc/sysconfig/network/routes");
-    EXPECT_STREQ(redhat->pciIdsPath, "/usr/share/hwdata/pci.ids");
-    EXPECT_STREQ(xen->pciIdsPath, "");
+    EXPECT_EQ(xen->setting(kMtu, "9000"), "MTU=9000\n");
+    EXPECT_STREQ(redhat->pci_ids_path(), "/usr/share/hwdata/pci.ids");
+    EXPECT_STREQ(xen->pci_ids_path(), "");
 }
 
 TEST_F(ConfigFiles, ReplaceFileKeepsModeOwnerAndLinks)
