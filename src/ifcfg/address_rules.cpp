@@ -2,6 +2,7 @@
 
 #include "host/config_file.h"
 #include "api/conversions.h"
+#include "ifcfg/keys.h"
 
 #include <cctype>
 #include <cstdlib>
@@ -10,6 +11,8 @@
 #include <vector>
 
 namespace ipaddr {
+
+namespace keys = ifcfg::keys;
 
 namespace {
 
@@ -73,11 +76,11 @@ bool scan_word(std::string_view text, size_t& pos, std::string_view* word = null
 }
 
 // A numbered SUSE setting: the line matches "KEY%d='%s'" in full.
-bool is_numbered(std::string_view line, std::string_view key)
+bool is_numbered(std::string_view line, const keys::Key& key)
 {
     size_t pos = 0;
     int index = 0;
-    return scan_literal(line, pos, key) && scan_int(line, pos, index) && scan_literal(line, pos, "='")
+    return scan_literal(line, pos, key.name) && scan_int(line, pos, index) && scan_literal(line, pos, "='")
            && scan_word(line, pos);
 }
 
@@ -85,7 +88,7 @@ bool is_numbered(std::string_view line, std::string_view key)
 bool scan_label(std::string_view line, int& index, int& label)
 {
     size_t pos = 0;
-    return scan_literal(line, pos, "LABEL") && scan_int(line, pos, index) && scan_literal(line, pos, "='")
+    return scan_literal(line, pos, keys::kLabel.name) && scan_int(line, pos, index) && scan_literal(line, pos, "='")
            && scan_int(line, pos, label);
 }
 
@@ -105,15 +108,34 @@ std::vector<RawLine> raw_lines(const std::string& text)
     return lines;
 }
 
-std::string quoted(const std::string& key, const std::string& value)
+// "KEY=", what a line that sets the key holds.
+std::string assignment(const keys::Key& key)
 {
-    return key + "='" + value + "'\n";
+    return std::string(key.name) + "=";
+}
+
+// KEY=value, a Red Hat line.
+std::string plain(const keys::Key& key, std::string_view value)
+{
+    return assignment(key).append(value).append("\n");
+}
+
+// KEY='value', a SUSE line.
+std::string quoted(const keys::Key& key, std::string_view value)
+{
+    return std::string(key.name).append("='").append(value).append("'\n");
+}
+
+// KEY<index>='value', a numbered SUSE line.
+std::string quoted(const keys::Key& key, int index, std::string_view value)
+{
+    return std::string(key.name).append(std::to_string(index)).append("='").append(value).append("'\n");
 }
 
 std::string numbered_entry(int index, const std::string& address, const std::string& netmask, int label)
 {
-    const std::string n = std::to_string(index);
-    return quoted("IPADDR" + n, address) + quoted("NETMASK" + n, netmask) + quoted("LABEL" + n, std::to_string(label));
+    return quoted(keys::kIpAddr, index, address) + quoted(keys::kNetmask, index, netmask)
+           + quoted(keys::kLabel, index, std::to_string(label));
 }
 
 // The value of a KEY=value line as the re-apply reads it: the line loses its
@@ -147,27 +169,28 @@ void read_value(const RawLine& line, std::string& target)
 
 std::string new_redhat_address_file(const AddressChange& change)
 {
-    std::string text = "DEVICE=" + change.ifname + "\n";
+    std::string text = plain(keys::kDevice, change.ifname);
     if (!contains(change.ifname, "bond"))
-        text += "HWADDR=" + change.hwaddr + "\n";
-    return text + "BOOTPROTO=static\nONBOOT=yes\nIPADDR=" + change.address + "\nNETMASK=" + change.netmask + "\n";
+        text += plain(keys::kHwAddr, change.hwaddr);
+    return text + plain(keys::kBootProto, "static") + plain(keys::kOnBoot, "yes") + plain(keys::kIpAddr, change.address)
+           + plain(keys::kNetmask, change.netmask);
 }
 
 std::string rewrite_redhat_modified(const std::string& oldText, const AddressChange& change)
 {
-    const std::string addressLine = "IPADDR=" + change.address + "\n";
-    const std::string netmaskLine = "NETMASK=" + change.netmask + "\n";
-    const std::string staticBlock = "BOOTPROTO=static\n" + addressLine + netmaskLine;
+    const std::string addressLine = plain(keys::kIpAddr, change.address);
+    const std::string netmaskLine = plain(keys::kNetmask, change.netmask);
+    const std::string staticBlock = plain(keys::kBootProto, "static") + addressLine + netmaskLine;
     std::string text;
     bool bootLineSeen = false;
     for (const std::string& line : host::split_lines(oldText, FinalRead::Dropped)) {
         if (is_comment(line)) {
             text += line + "\n";
-        } else if (!contains(line, "BOOTPROTO")) {
+        } else if (!contains(line, keys::kBootProto.name)) {
             // Any key holding the word IPADDR takes the new address.
-            if (contains(line, "IPADDR"))
+            if (contains(line, keys::kIpAddr.name))
                 text += addressLine;
-            else if (contains(line, "NETMASK"))
+            else if (contains(line, keys::kNetmask.name))
                 text += netmaskLine;
             else
                 text += line + "\n";
@@ -189,8 +212,8 @@ std::string rewrite_redhat_modified(const std::string& oldText, const AddressCha
 
 std::string new_suse_address_file(const AddressChange& change)
 {
-    return "BOOTPROTO='static'\nSTARTMODE='auto'\n" + quoted("IPADDR", change.address)
-           + quoted("NETMASK", change.netmask) + "\n";
+    return quoted(keys::kBootProto, "static") + quoted(keys::kStartMode, "auto") + quoted(keys::kIpAddr, change.address)
+           + quoted(keys::kNetmask, change.netmask) + "\n";
 }
 
 namespace {
@@ -199,10 +222,10 @@ namespace {
 class SuseModify {
 public:
     explicit SuseModify(const AddressChange& change)
-        : change_(change), addressLine_(quoted("IPADDR", change.address)),
-          netmaskLine_(quoted("NETMASK", change.netmask)),
+        : change_(change), addressLine_(quoted(keys::kIpAddr, change.address)),
+          netmaskLine_(quoted(keys::kNetmask, change.netmask)),
           // The blocks this system writes are framed by empty lines.
-          staticBlock_("BOOTPROTO='static'\n\n" + addressLine_ + netmaskLine_ + "\n"),
+          staticBlock_(quoted(keys::kBootProto, "static") + "\n" + addressLine_ + netmaskLine_ + "\n"),
           primary_(change.aliasNumber == -1)
     {
     }
@@ -211,15 +234,15 @@ public:
     {
         if (is_comment(line))
             keep(line);
-        else if (contains(line, "BOOTPROTO"))
+        else if (contains(line, keys::kBootProto.name))
             boot_line(line);
-        else if (contains(line, "IPADDR") && !contains(line, "REMOTE_IPADDR="))
+        else if (contains(line, keys::kIpAddr.name) && !contains(line, assignment(keys::kRemoteIpAddr)))
             address_line(line);
-        else if (contains(line, "IPADDR"))
+        else if (contains(line, keys::kIpAddr.name))
             keep(line); // REMOTE_IPADDR=
-        else if (contains(line, "NETMASK"))
+        else if (contains(line, keys::kNetmask.name))
             netmask_line(line);
-        else if (contains(line, "LABEL"))
+        else if (contains(line, keys::kLabel.name))
             label_line(line);
         else
             keep(line);
@@ -266,7 +289,7 @@ private:
     {
         if (entries_ == change_.position)
             found_ = true;
-        if (is_numbered(line, "IPADDR")) {
+        if (is_numbered(line, keys::kIpAddr)) {
             // Held back until the entry's LABEL line says whose it is.
             pendingAddress_ = line;
         } else if (primary_) {
@@ -279,7 +302,7 @@ private:
 
     void netmask_line(const std::string& line)
     {
-        if (is_numbered(line, "NETMASK"))
+        if (is_numbered(line, keys::kNetmask))
             pendingNetmask_ = line;
         else if (primary_)
             text_ += netmaskLine_;
@@ -292,8 +315,7 @@ private:
         int index = 0;
         int label = 0;
         if (scan_label(line, index, label) && label == change_.aliasNumber) {
-            const std::string n = std::to_string(index);
-            text_ += quoted("IPADDR" + n, change_.address) + quoted("NETMASK" + n, change_.netmask);
+            text_ += quoted(keys::kIpAddr, index, change_.address) + quoted(keys::kNetmask, index, change_.netmask);
             addressWritten_ = found_ = true;
         } else {
             if (pendingAddress_)
@@ -344,19 +366,19 @@ SuseAppend suse_entry_to_append(const std::string& oldText, const std::string& a
     // Words, as "%s" reads them; a commented-out address still counts, only
     // LABEL words are skipped when they begin with '#'.
     for (const std::string& word : host::split_words(oldText)) {
-        if (contains(word, "BOOTPROTO")) {
+        if (contains(word, keys::kBootProto.name)) {
             bootSeen = true;
             dhcp = dhcp || contains(word, "dhcp");
-        } else if (contains(word, "STARTMODE")) {
+        } else if (contains(word, keys::kStartMode.name)) {
             startModeSeen = true;
-        } else if (contains(word, "IPADDR") && !contains(word, "REMOTE_IPADDR")) {
+        } else if (contains(word, keys::kIpAddr.name) && !contains(word, keys::kRemoteIpAddr.name)) {
             size_t pos = 0;
             int index = 0;
-            if (contains(word, "IPADDR="))
+            if (contains(word, assignment(keys::kIpAddr)))
                 nextIndex = 0;
-            else if (scan_literal(word, pos, "IPADDR") && scan_int(word, pos, index) && index >= 0)
+            else if (scan_literal(word, pos, keys::kIpAddr.name) && scan_int(word, pos, index) && index >= 0)
                 nextIndex = static_cast<int>(static_cast<long>(index) + 1);
-        } else if (contains(word, "LABEL") && !is_comment(word)) {
+        } else if (contains(word, keys::kLabel.name) && !is_comment(word)) {
             size_t pos = word.find('=');
             int label = 0;
             if (pos != std::string::npos && scan_literal(word, ++pos, "'") && scan_int(word, pos, label) && label >= 0)
@@ -371,10 +393,10 @@ SuseAppend suse_entry_to_append(const std::string& oldText, const std::string& a
         entry.text = numbered_entry(static_cast<int>(static_cast<long>(nextIndex) + 1), address, netmask, nextLabel);
     } else if (nextIndex == -1) {
         if (!bootSeen)
-            entry.text += "BOOTPROTO='static'\n";
+            entry.text += quoted(keys::kBootProto, "static");
         if (!startModeSeen)
-            entry.text += "STARTMODE='manual'\n";
-        entry.text += quoted("IPADDR", address) + quoted("NETMASK", netmask);
+            entry.text += quoted(keys::kStartMode, "manual");
+        entry.text += quoted(keys::kIpAddr, address) + quoted(keys::kNetmask, netmask);
         return entry;
     } else {
         entry.indexed = true;
@@ -395,14 +417,14 @@ std::string without_suse_entry(const std::string& oldText, const std::string& ad
         bool keep = true;
         if (is_comment(l)) {
             keep = true;
-        } else if (contains(l, "IPADDR") && !contains(l, "IPADDR=") && !contains(l, "REMOTE_IPADDR=")
-                   && contains(l, address)) {
+        } else if (contains(l, keys::kIpAddr.name) && !contains(l, assignment(keys::kIpAddr))
+                   && !contains(l, assignment(keys::kRemoteIpAddr)) && contains(l, address)) {
             // A numbered address line: the entry goes up to its LABEL line.
             keep = false;
             skipping = true;
-        } else if (skipping && contains(l, "NETMASK")) {
+        } else if (skipping && contains(l, keys::kNetmask.name)) {
             keep = false;
-        } else if (skipping && contains(l, "LABEL")) {
+        } else if (skipping && contains(l, keys::kLabel.name)) {
             keep = false;
             skipping = false;
             removed = true;
@@ -422,20 +444,20 @@ std::string stored_address(const std::string& text, int& isDhcp, std::string add
         const std::string& l = line.text;
         if (is_comment(l))
             continue;
-        if (contains(l, "BOOTPROTO")) {
+        if (contains(l, keys::kBootProto.name)) {
             size_t equals = l.find('=');
             if (equals != std::string::npos && contains(std::string_view(l).substr(equals + 1), "dhcp"))
                 isDhcp = 1;
-        } else if (contains(l, "IPADDR=") && !contains(l, "REMOTE_IPADDR")) {
+        } else if (contains(l, assignment(keys::kIpAddr)) && !contains(l, keys::kRemoteIpAddr.name)) {
             // REMOTE_IPADDR is the far end of a link, never this interface.
             if (isDhcp == 0)
                 read_value(line, address);
-        } else if (contains(l, "PREFIX=")) {
+        } else if (contains(l, assignment(keys::kPrefix))) {
             if (isDhcp == 0) {
                 read_value(line, prefix);
                 prefixSeen = true;
             }
-        } else if (contains(l, "NETMASK=")) {
+        } else if (contains(l, assignment(keys::kNetmask))) {
             if (!prefixSeen)
                 read_value(line, netmask);
         }

@@ -1,20 +1,48 @@
 #include "ifcfg/dhcp_rules.h"
 
 #include "host/config_file.h"
+#include "ifcfg/keys.h"
 
 #include <cstdlib>
 #include <limits>
 
 namespace dhcp {
 
+namespace keys = ifcfg::keys;
+
 namespace {
 
-constexpr const char* kSuseDhcpLine = "BOOTPROTO='dhcp'\n";
-constexpr const char* kRedHatDhcpLine = "BOOTPROTO=dhcp\n";
-constexpr const char* kBootProtoKey = "BOOTPROTO";
+// "KEY=", what a line that sets the key holds.
+std::string assignment(const keys::Key& key)
+{
+    return std::string(key.name) + "=";
+}
+
+// KEY=value, a Red Hat line.
+std::string plain(const keys::Key& key, std::string_view value)
+{
+    return assignment(key).append(value).append("\n");
+}
+
+// KEY='value', a SUSE line.
+std::string quoted(const keys::Key& key, std::string_view value)
+{
+    return std::string(key.name).append("='").append(value).append("'\n");
+}
+
+std::string suse_dhcp_line()
+{
+    return quoted(keys::kBootProto, "dhcp");
+}
+
+std::string redhat_dhcp_line()
+{
+    return plain(keys::kBootProto, "dhcp");
+}
 
 // SUSE lines that stay whatever else they hold, tested first and in this order.
-constexpr std::string_view kSuseKeptKeys[] = {"NAME", "UNIQUE", "STARTMODE", "_nm_name"};
+constexpr std::string_view kSuseKeptKeys[] = {keys::kName.name, keys::kUnique.name, keys::kStartMode.name,
+                                              keys::kNmName.name};
 
 bool keeps_suse_line(std::string_view line)
 {
@@ -45,17 +73,18 @@ std::string dhcp_text_suse(const std::string& oldText)
             // Empty lines are not kept in this dialect.
         } else if (keeps_suse_line(line)) {
             text.append(line).append("\n");
-        } else if (host::contains(line, kBootProtoKey)) {
-            text.append(kSuseDhcpLine).append("\n");
+        } else if (host::contains(line, keys::kBootProto.name)) {
+            text.append(suse_dhcp_line()).append("\n");
             bootProtoSeen = true;
-        } else if (host::contains(line, "IPADDR=") || host::contains(line, "NETMASK=")) {
+        } else if (host::contains(line, assignment(keys::kIpAddr))
+                   || host::contains(line, assignment(keys::kNetmask))) {
             // The static address and mask go; numbered keys (IPADDR_0=) stay.
         } else {
             text.append(line).append("\n");
         }
     });
     if (!bootProtoSeen)
-        text.append(kSuseDhcpLine).append("\n");
+        text.append(suse_dhcp_line()).append("\n");
     return text;
 }
 
@@ -65,31 +94,31 @@ std::string dhcp_text_redhat(const std::string& oldText)
     bool bootProtoSeen = false;
     host::for_each_line(oldText, host::FinalRead::KeptAsEmptyLine, [&](std::string_view line) {
         std::string_view key = line.substr(0, line.find('='));
-        if (host::contains(line, kBootProtoKey)) {
-            text.append(kRedHatDhcpLine);
+        if (host::contains(line, keys::kBootProto.name)) {
+            text.append(redhat_dhcp_line());
             bootProtoSeen = true;
-        } else if (host::contains(key, "IPADDR") || host::contains(key, "NETMASK")) {
+        } else if (host::contains(key, keys::kIpAddr.name) || host::contains(key, keys::kNetmask.name)) {
             // Every address and mask goes, the numbered ones too.
         } else {
             text.append(line).append("\n");
         }
     });
     if (!bootProtoSeen)
-        text.append(kRedHatDhcpLine);
+        text.append(redhat_dhcp_line());
     return text;
 }
 
 std::string new_file_suse()
 {
-    return std::string("STARTMODE='manual'\n") + kSuseDhcpLine;
+    return quoted(keys::kStartMode, "manual") + suse_dhcp_line();
 }
 
 std::string new_file_redhat(const std::string& name, const std::string& macAddr)
 {
-    std::string text = "DEVICE=" + name + "\n";
+    std::string text = plain(keys::kDevice, name);
     if (!host::contains(name, "bond"))
-        text += "HWADDR=" + macAddr + "\n";
-    return text + "ONBOOT=no\n" + kRedHatDhcpLine;
+        text += plain(keys::kHwAddr, macAddr);
+    return text + plain(keys::kOnBoot, "no") + redhat_dhcp_line();
 }
 
 pid_t pid_to_kill(const char* text, pid_t self)
