@@ -16,7 +16,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         _NetworkDevice* head = new_device_node();
         _NetworkDevice* cursor = head;
         std::istringstream snapshot(text);
-        inventory::parse_link_snapshot(snapshot, &cursor, withAddresses);
+        ifcfg::HostFamily hostFamily;
+        inventory::parse_link_snapshot(snapshot, &cursor, withAddresses, hostFamily);
         free_NetDev_List(head);
     }
     return 0;

@@ -1,7 +1,8 @@
-// Every public operation runs through here: it waits its turn (no other
+// Every public operation runs through here, once: it waits its turn (no other
 // operation of this process or of another process using the library runs at
 // the same time) and no exception crosses the library's interface: what the
-// standard library throws inside an operation becomes a status.
+// standard library throws inside an operation becomes a status. The steps an
+// operation runs are internal functions that take neither again.
 #ifndef LINNET_API_GUARD_H
 #define LINNET_API_GUARD_H
 
@@ -12,17 +13,26 @@
 #include <new>
 #include <utility>
 
+// The operation's result, or the status of what it threw.
 template <class Operation>
-int guarded_as(host::LockName lock, Operation&& operation) noexcept
+int as_status(Operation&& operation) noexcept
 {
     try {
-        host::SerialSection section(lock);
         return operation();
     } catch (const std::bad_alloc&) {
         return status::kNoMemory;
     } catch (...) {
         return status::kFailure;
     }
+}
+
+template <class Operation>
+int guarded_as(host::LockName lock, Operation&& operation) noexcept
+{
+    return as_status([&] {
+        host::SerialSection section(lock);
+        return operation();
+    });
 }
 
 template <class Operation>

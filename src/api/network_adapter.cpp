@@ -1,11 +1,7 @@
 #include "mxlinnet.h"
 
 #include "globals.h"
-#include "ifcfg/distro.h"
-#include "ifcfg/services.h"
 #include "status/status.h"
-
-#include "host/operation_lock.h"
 
 #include <cstring>
 
@@ -35,13 +31,4 @@ int NetworkAdapter::GetLibVersion(_Version* version)
     memcpy(version->name, kLibraryName, sizeof kLibraryName);
     version->version = kLibraryVersion;
     return status::kSuccess;
-}
-
-bool NetworkAdapter::isNetworkManagerEnabled()
-{
-    const host::SerialSection section;
-    int distro = kDistroUnknown;
-    get_linux_distro(&distro);
-    int runLevel = GetCurrentRunLevel(distro);
-    return CheckNetworkManagerEnabled(runLevel, distro) == status::kNetworkManagerEnabled;
 }

@@ -1,14 +1,14 @@
 #include "report.h"
 
-#include "host/operation_lock.h"
 #include "mxlogger.h"
 #include "status/status.h"
 
 #include <cstring>
 
+// Runs inside an operation, whose lock keeps the message buffer, shared by
+// the object's callers, to one writer.
 int linnet_report_failure(NetworkAdapter& adapter, int code)
 {
-    const host::SerialSection section; // the message buffer is shared by the object's callers
     const char* text = linnet_status_text(code);
     size_t length = text != nullptr ? strnlen(text, sizeof adapter.errMsg - 1) : 0;
     if (length > 0)

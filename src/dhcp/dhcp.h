@@ -2,6 +2,7 @@
 #ifndef LINNET_DHCP_DHCP_H
 #define LINNET_DHCP_DHCP_H
 
+#include "ifcfg/family.h"
 #include "mxlinnet.h"
 
 // Link down, the file switched to DHCP (when writeConfig), link up, then the
@@ -20,6 +21,11 @@ namespace dhcp {
 // hardware address; the switch refuses any other record (98) before it
 // changes anything.
 bool record_fits_file(const _NetworkDevice& dev);
+
+// The work of enableDhcp and change_to_dhcp_in_configfile, for operations
+// that already hold the lock and know the host's family.
+int enable(ifcfg::HostFamily& hostFamily, const char* ifname, _NetworkDevice* dev, unsigned char writeConfig);
+int write_dhcp_file(const ifcfg::Family* family, _NetworkDevice* dev);
 
 } // namespace dhcp
 

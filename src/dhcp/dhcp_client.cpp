@@ -53,44 +53,48 @@ std::string literal(const char* text)
 
 } // namespace
 
+int dhcp::enable(ifcfg::HostFamily& hostFamily, const char* ifname, _NetworkDevice* dev, unsigned char writeConfig)
+{
+    int result = hostFamily.status();
+    if (result != status::kSuccess)
+        return result;
+    if (dev == nullptr || ifname == nullptr)
+        return status::kNoInterface;
+    // A record no file can be written for is refused while the link is
+    // still as it was.
+    if (writeConfig != 0 && !dhcp::record_fits_file(*dev))
+        return status::kFileOpen;
+    const ifcfg::Family* family = hostFamily.family();
+    result = link_control::down(ifname);
+    if (result != status::kSuccess)
+        return result;
+    // Checked with the link already down, and left down: the order is part
+    // of the behaviour.
+    if (family != nullptr && family->dhcp_client_running(ifname))
+        return status::kDhcpRunning;
+    if (writeConfig != 0) {
+        result = dhcp::write_dhcp_file(family, dev);
+        if (result != status::kSuccess)
+            return result;
+    }
+    result = link_control::up(ifname);
+    if (result != status::kSuccess)
+        return result;
+
+    // A family whose scripts start their own client gets the empty command:
+    // the child runs nothing. The command is kept as built, so the name stays
+    // one argument; the buffer shows its text.
+    host::Command client = family != nullptr ? family->dhcp_client(ifname) : host::Command();
+    set_system_buf(client.text().c_str());
+    start_detached(client);
+    return status::kSuccess;
+}
+
 int enableDhcp(char const* ifname, _NetworkDevice* dev, unsigned char writeConfig)
 {
-    return guarded([&]() -> int {
-        const ifcfg::HostFamily detected = ifcfg::detect_family();
-        int result = detected.status;
-        if (result != status::kSuccess)
-            return result;
-        if (dev == nullptr || ifname == nullptr)
-            return status::kNoInterface;
-        // A record no file can be written for is refused while the link is
-        // still as it was.
-        if (writeConfig != 0 && !dhcp::record_fits_file(*dev))
-            return status::kFileOpen;
-        std::string name(ifname); // the link commands take a modifiable name
-
-        result = BringLinkDown(&name[0]);
-        if (result != status::kSuccess)
-            return result;
-        // Checked with the link already down, and left down: the order is
-        // part of the behaviour.
-        if (detected.family != nullptr && detected.family->dhcp_client_running(ifname))
-            return status::kDhcpRunning;
-        if (writeConfig != 0) {
-            result = change_to_dhcp_in_configfile(detected.distro, dev);
-            if (result != status::kSuccess)
-                return result;
-        }
-        result = BringLinkUp(&name[0]);
-        if (result != status::kSuccess)
-            return result;
-
-        // A family whose scripts start their own client gets the empty
-        // command: the child runs nothing. The command is kept as built, so
-        // the name stays one argument; the buffer shows its text.
-        host::Command client = detected.family != nullptr ? detected.family->dhcp_client(name) : host::Command();
-        set_system_buf(client.text().c_str());
-        start_detached(client);
-        return status::kSuccess;
+    return guarded([&] {
+        ifcfg::HostFamily hostFamily;
+        return dhcp::enable(hostFamily, ifname, dev, writeConfig);
     });
 }
 
@@ -110,6 +114,5 @@ int execute_dhcp_client(char* command)
 
 int kill_dhc_process(int distro, char* ifname)
 {
-    const host::SerialSection section;
-    return ifcfg::kill_dhcp_client(distro, ifname);
+    return guarded([&] { return ifcfg::kill_dhcp_client(distro, ifname); });
 }

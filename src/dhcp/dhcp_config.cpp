@@ -37,23 +37,24 @@ bool dhcp::record_fits_file(const _NetworkDevice& dev)
            && ifcfg::is_value_safe(field_text(dev.macAddrStr).c_str());
 }
 
+int dhcp::write_dhcp_file(const ifcfg::Family* family, _NetworkDevice* dev)
+{
+    if (family == nullptr || dev == nullptr || !dhcp::record_fits_file(*dev))
+        return status::kFileOpen;
+    std::string name = dhcp::config_name(field_text(dev->ifName));
+    std::string path = family->interface_file(name);
+
+    std::string text;
+    host::ReadOutcome outcome = host::read_for_rewrite(path, text);
+    if (outcome == host::ReadOutcome::Failed)
+        return status::kFileOpen;
+    text = family->dhcp_file(outcome == host::ReadOutcome::Read ? &text : nullptr, name, field_text(dev->macAddrStr));
+    if (!writable_or_missing(path))
+        return status::kFileOpen;
+    return host::replace_file(path, text);
+}
+
 int change_to_dhcp_in_configfile(int distro, _NetworkDevice* dev)
 {
-    return guarded([&]() -> int {
-        const ifcfg::Family* family = ifcfg::family_for(distro);
-        if (family == nullptr || dev == nullptr || !dhcp::record_fits_file(*dev))
-            return status::kFileOpen;
-        std::string name = dhcp::config_name(field_text(dev->ifName));
-        std::string path = family->interface_file(name);
-
-        std::string text;
-        host::ReadOutcome outcome = host::read_for_rewrite(path, text);
-        if (outcome == host::ReadOutcome::Failed)
-            return status::kFileOpen;
-        text =
-            family->dhcp_file(outcome == host::ReadOutcome::Read ? &text : nullptr, name, field_text(dev->macAddrStr));
-        if (!writable_or_missing(path))
-            return status::kFileOpen;
-        return host::replace_file(path, text);
-    });
+    return guarded([&] { return dhcp::write_dhcp_file(ifcfg::family_for(distro), dev); });
 }

@@ -1,7 +1,6 @@
 // An adapter's traffic counters from sysfs.
 #include "diagnostics.h"
 
-#include "host/operation_lock.h"
 #include "api/globals.h"
 #include "api/guard.h"
 #include "api/lists.h"
@@ -38,11 +37,8 @@ bool read_counter(const char* ifname, const char* file, unsigned long long& valu
     return true;
 }
 
-} // namespace
-
-int ParseSysNetDev(_InterfaceStats* stats, char* ifname)
+int read_counters(_InterfaceStats* stats, const char* ifname)
 {
-    const host::SerialSection section;
     if (stats == nullptr)
         return status::kSuccess;
     timeval now{};
@@ -64,6 +60,13 @@ int ParseSysNetDev(_InterfaceStats* stats, char* ifname)
     return status::kSuccess;
 }
 
+} // namespace
+
+int ParseSysNetDev(_InterfaceStats* stats, char* ifname)
+{
+    return guarded([&] { return read_counters(stats, ifname); });
+}
+
 int NetworkAdapter::GetAdapterStats(const char* ifname, void* buf, unsigned int* len)
 {
     return guarded([&] {
@@ -76,7 +79,8 @@ int NetworkAdapter::GetAdapterStats(const char* ifname, void* buf, unsigned int*
             memcpy(base, ifname, std::min(static_cast<size_t>(at - ifname), sizeof base - 1));
         int result = status::kSuccess;
         {
-            inventory::AdapterList list(0);
+            ifcfg::HostFamily hostFamily;
+            inventory::AdapterList list(hostFamily, 0);
             if (list.status() != status::kSuccess)
                 return list.status();
             if (list.find(ifname, base) == nullptr)
@@ -88,7 +92,7 @@ int NetworkAdapter::GetAdapterStats(const char* ifname, void* buf, unsigned int*
         memcpy(name, counted, strnlen(counted, sizeof name - 1));
         _InterfaceStats stats;
         memset(&stats, 0, sizeof stats);
-        result = ParseSysNetDev(&stats, name);
+        result = read_counters(&stats, name);
         if (buf != nullptr && len != nullptr)
             *len = static_cast<unsigned int>(
                 ConstructBuffer_lib(static_cast<char*>(buf), sizeof(_InterfaceStats) - SIZEOFPOINTER, &stats));

@@ -190,6 +190,38 @@ SharedMem* claim_area(ThreadParams* params)
     return area;
 }
 
+// The deadline goes out as an int, as the command text shows it.
+int run_ping(char* cmdbuf, const char* path, const char* target, unsigned char count, unsigned long timeoutSec)
+{
+    host::Command command =
+        host::Command::format("ping %s -c %d -w %d", target, static_cast<int>(count), static_cast<int>(timeoutSec));
+    return run_into_file(command, cmdbuf, path);
+}
+
+int run_traceroute(char* cmdbuf, const char* path, const char* target)
+{
+    return run_into_file(host::Command::format("traceroute -4 -n %s", target), cmdbuf, path);
+}
+
+int read_ping_response(const char* path, _PingResponse* out)
+{
+    std::string output;
+    if (!read_output(path, output))
+        return kNotRun;
+    diag::read_ping_output(output, out);
+    return 0;
+}
+
+int read_traceroute_response(const char* path, ThreadParams* params)
+{
+    std::string output;
+    if (!read_output(path, output))
+        return kNotRun;
+    if (params != nullptr)
+        diag::read_traceroute_output(output, params->shm);
+    return 0;
+}
+
 // The worker's own copy of the target, always NUL-terminated.
 void copy_target(const ThreadParams* params, char (&target)[kTargetSize])
 {
@@ -216,8 +248,9 @@ void* Thread_Ping(void* argument)
     guarded_as(host::LockName::PingOutput, [&] {
         if (runs_tool(type)) {
             char command[kCommandBufSize] = {};
-            execute_ping_cmd(command, kPingOutputPath, target, count, deadline);
-            parse_fill_ping_response(kPingOutputPath, &response);
+            // Each step's failure is its own: the output file goes in any case.
+            as_status([&] { return run_ping(command, kPingOutputPath, target, count, deadline); });
+            as_status([&] { return read_ping_response(kPingOutputPath, &response); });
         }
         // Gone before the result shows, so that the caller's next ping,
         // started as soon as it sees the result, never loses its output file
@@ -253,8 +286,8 @@ void* Thread_TraceRoute(void* argument)
     guarded_as(host::LockName::TracerouteOutput, [&] {
         if (runs_tool(type)) {
             char command[kCommandBufSize] = {};
-            execute_traceroute_cmd(command, kTracerouteOutputPath, target);
-            parse_fill_traceroute_response(kTracerouteOutputPath, params);
+            as_status([&] { return run_traceroute(command, kTracerouteOutputPath, target); });
+            as_status([&] { return read_traceroute_response(kTracerouteOutputPath, params); });
         }
         // Removed whether or not the tool ran: no earlier run's output
         // outlives this one.
@@ -275,40 +308,20 @@ void* Thread_TraceRoute(void* argument)
 
 int execute_ping_cmd(char* cmdbuf, const char* path, char* target, unsigned char count, unsigned long timeoutSec)
 {
-    return guarded_as(host::LockName::PingOutput, [&] {
-        // The deadline goes out as an int, as the command text shows it.
-        host::Command command =
-            host::Command::format("ping %s -c %d -w %d", target, static_cast<int>(count), static_cast<int>(timeoutSec));
-        return run_into_file(command, cmdbuf, path);
-    });
+    return guarded_as(host::LockName::PingOutput, [&] { return run_ping(cmdbuf, path, target, count, timeoutSec); });
 }
 
 int execute_traceroute_cmd(char* cmdbuf, const char* path, const char* target)
 {
-    return guarded_as(host::LockName::TracerouteOutput, [&] {
-        return run_into_file(host::Command::format("traceroute -4 -n %s", target), cmdbuf, path);
-    });
+    return guarded_as(host::LockName::TracerouteOutput, [&] { return run_traceroute(cmdbuf, path, target); });
 }
 
 int parse_fill_ping_response(const char* path, _PingResponse* out)
 {
-    return guarded_as(host::LockName::PingOutput, [&] {
-        std::string output;
-        if (!read_output(path, output))
-            return kNotRun;
-        diag::read_ping_output(output, out);
-        return 0;
-    });
+    return guarded_as(host::LockName::PingOutput, [&] { return read_ping_response(path, out); });
 }
 
 int parse_fill_traceroute_response(const char* path, ThreadParams* params)
 {
-    return guarded_as(host::LockName::TracerouteOutput, [&] {
-        std::string output;
-        if (!read_output(path, output))
-            return kNotRun;
-        if (params != nullptr)
-            diag::read_traceroute_output(output, params->shm);
-        return 0;
-    });
+    return guarded_as(host::LockName::TracerouteOutput, [&] { return read_traceroute_response(path, params); });
 }

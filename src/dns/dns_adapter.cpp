@@ -3,7 +3,6 @@
 #include "mxlinnet.h"
 
 #include "dns.h"
-#include "host/operation_lock.h"
 #include "api/conversions.h"
 #include "api/globals.h"
 #include "api/guard.h"
@@ -23,7 +22,7 @@ int hand_out_entries(void* buf, unsigned int* len)
 {
     dns::EntryList entries = dns::new_entry_list();
     int listed = 0;
-    int result = entries ? get_dns_entries(entries.get(), &listed) : status::kNoMemory;
+    int result = entries ? dns::list_entries(entries.get(), &listed) : status::kNoMemory;
     if (result == status::kSuccess && listed == 0)
         result = status::kNoDnsEntries;
     if (result == status::kSuccess) {
@@ -48,30 +47,13 @@ int change_entries(_NetParams& params)
     case dns::kAdd:
         return dns::add_entry(newText);
     case dns::kReplace:
-        return mod_entry_to_dns_config_file(oldText, newText, dns::kReplace);
+        return dns::replace_entry(oldText, newText, dns::kReplace);
     case dns::kDelete:
-        return del_entry_to_dns_config_file(oldText);
+        return dns::delete_entry(oldText);
     default:
         return status::kSuccess;
     }
 }
-
-} // namespace
-
-int NetworkAdapter::GetAdapterDnsServer(char const* name, unsigned int family, unsigned int reserved, void* buf,
-                                        unsigned int* len)
-{
-    const host::SerialSection section;
-    return GetAdapterDnsServerWrapper(name, family, reserved, buf, len);
-}
-
-int NetworkAdapter::SetAdapterDns(char const* name, _NetParams* params)
-{
-    const host::SerialSection section;
-    return SetAdapterDnsWrapper(name, params);
-}
-
-namespace {
 
 // The name-server list is the host's: the adapter named in a call only has
 // to be listed (100, logged, when not). An edit's failure is logged; a
@@ -79,30 +61,49 @@ namespace {
 template <class Edit>
 int for_listed_adapter(NetworkAdapter& adapter, char const* name, Edit&& edit)
 {
-    inventory::AdapterList adapters(0);
+    ifcfg::HostFamily hostFamily;
+    inventory::AdapterList adapters(hostFamily, 0);
     if (adapters.status() != status::kSuccess)
         return adapters.status();
     if (adapters.find(name) == nullptr)
         return linnet_report_failure(adapter, status::kNoInterface);
-    int result = guarded(edit);
+    int result = as_status(edit);
     return result != status::kSuccess ? linnet_report_failure(adapter, result) : result;
+}
+
+int get_adapter_dns(NetworkAdapter& adapter, char const* name, void* buf, unsigned int* len)
+{
+    return for_listed_adapter(adapter, name, [&] { return hand_out_entries(buf, len); });
+}
+
+int set_adapter_dns(NetworkAdapter& adapter, char const* name, _NetParams* params)
+{
+    if (params == nullptr)
+        return linnet_report_failure(adapter, status::kFailure);
+    if (params->newFamily == kFamilyInet6)
+        return linnet_report_failure(adapter, status::kIpv6Unsupported);
+    return for_listed_adapter(adapter, name, [&] { return change_entries(*params); });
 }
 
 } // namespace
 
+int NetworkAdapter::GetAdapterDnsServer(char const* name, unsigned int, unsigned int, void* buf, unsigned int* len)
+{
+    return guarded([&] { return get_adapter_dns(*this, name, buf, len); });
+}
+
 int NetworkAdapter::GetAdapterDnsServerWrapper(char const* name, unsigned int, unsigned int, void* buf,
                                                unsigned int* len)
 {
-    return guarded([&] { return for_listed_adapter(*this, name, [&] { return hand_out_entries(buf, len); }); });
+    return guarded([&] { return get_adapter_dns(*this, name, buf, len); });
+}
+
+int NetworkAdapter::SetAdapterDns(char const* name, _NetParams* params)
+{
+    return guarded([&] { return set_adapter_dns(*this, name, params); });
 }
 
 int NetworkAdapter::SetAdapterDnsWrapper(char const* name, _NetParams* params)
 {
-    return guarded([&]() -> int {
-        if (params == nullptr)
-            return linnet_report_failure(*this, status::kFailure);
-        if (params->newFamily == kFamilyInet6)
-            return linnet_report_failure(*this, status::kIpv6Unsupported);
-        return for_listed_adapter(*this, name, [&] { return change_entries(*params); });
-    });
+    return guarded([&] { return set_adapter_dns(*this, name, params); });
 }

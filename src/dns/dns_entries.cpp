@@ -4,7 +4,6 @@
 
 #include "dns_rules.h"
 #include "host/config_file.h"
-#include "host/operation_lock.h"
 #include "api/conversions.h"
 #include "api/guard.h"
 #include "api/lists.h"
@@ -66,55 +65,59 @@ void to_address_record(_IpAddress& record)
 
 } // namespace dns
 
-int get_dns_entries(_IpAddress* head, int* count)
+int dns::list_entries(_IpAddress* head, int* count)
 {
-    const host::SerialSection section;
     if (head == nullptr || count == nullptr)
         return status::kFailure;
-    return guarded([&]() -> int {
-        std::string text;
-        // A missing file lists no entry; that is not an error here.
-        if (!host::read_file(kResolvConfPath, text)) {
-            *count = 0;
-            return status::kSuccess;
-        }
-        int found = 0;
-        _IpAddress* current = head;
-        for (const std::string& entry : dns::entry_texts(text)) {
-            if (found != 0) {
-                if (current->next == nullptr && (current->next = new_address_node()) == nullptr)
-                    return status::kNoMemory;
-                current = current->next;
-            }
-            dns::store_entry_text(*current, entry);
-            ++found;
-        }
-        *count = found;
+    std::string text;
+    // A missing file lists no entry; that is not an error here.
+    if (!host::read_file(kResolvConfPath, text)) {
+        *count = 0;
         return status::kSuccess;
-    });
+    }
+    int found = 0;
+    _IpAddress* current = head;
+    for (const std::string& entry : dns::entry_texts(text)) {
+        if (found != 0) {
+            if (current->next == nullptr && (current->next = new_address_node()) == nullptr)
+                return status::kNoMemory;
+            current = current->next;
+        }
+        dns::store_entry_text(*current, entry);
+        ++found;
+    }
+    *count = found;
+    return status::kSuccess;
+}
+
+int dns::check_entry(char* address, int operation)
+{
+    if (address == nullptr)
+        return status::kFailure;
+    dns::EntryList entries = dns::new_entry_list();
+    if (!entries)
+        return status::kNoMemory;
+    int listed = 0;
+    int result = dns::list_entries(entries.get(), &listed);
+    if (result != status::kSuccess)
+        return result;
+    if (listed > dns::kMostEntriesForAdd && operation == dns::kAdd)
+        return status::kDnsFull;
+    // Exact equality: an entry read with a trailing blank or comment
+    // never equals a plain address.
+    for (const _IpAddress* record = entries.get(); record != nullptr; record = record->next) {
+        if (dns::entry_text(*record) == address)
+            return status::kDnsExists;
+    }
+    return status::kSuccess;
+}
+
+int get_dns_entries(_IpAddress* head, int* count)
+{
+    return guarded([&] { return dns::list_entries(head, count); });
 }
 
 int check_dns_entry(char* address, int operation)
 {
-    const host::SerialSection section;
-    if (address == nullptr)
-        return status::kFailure;
-    return guarded([&]() -> int {
-        dns::EntryList entries = dns::new_entry_list();
-        if (!entries)
-            return status::kNoMemory;
-        int listed = 0;
-        int result = get_dns_entries(entries.get(), &listed);
-        if (result != status::kSuccess)
-            return result;
-        if (listed > dns::kMostEntriesForAdd && operation == dns::kAdd)
-            return status::kDnsFull;
-        // Exact equality: an entry read with a trailing blank or comment
-        // never equals a plain address.
-        for (const _IpAddress* record = entries.get(); record != nullptr; record = record->next) {
-            if (dns::entry_text(*record) == address)
-                return status::kDnsExists;
-        }
-        return status::kSuccess;
-    });
+    return guarded([&] { return dns::check_entry(address, operation); });
 }

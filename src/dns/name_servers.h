@@ -36,6 +36,13 @@ void to_address_record(_IpAddress& record);
 // refuses it; 0, 98 or a status of check_dns_entry.
 int add_entry(char* address);
 
+// The work of get_dns_entries, check_dns_entry, del_entry_to_dns_config_file
+// and mod_entry_to_dns_config_file, for operations that hold the lock.
+int list_entries(_IpAddress* head, int* count);
+int check_entry(char* address, int operation);
+int delete_entry(char* address);
+int replace_entry(char* oldAddress, char* newAddress, int operation);
+
 } // namespace dns
 
 #endif

@@ -3,6 +3,7 @@
 #ifndef LINNET_GATEWAY_GATEWAY_H
 #define LINNET_GATEWAY_GATEWAY_H
 
+#include "ifcfg/family.h"
 #include "mxlinnet.h"
 
 constexpr const char* kRouteSnapshotPath = "/tmp/routelistinfo";
@@ -27,5 +28,17 @@ LINNET_EXPORT int DelGateway(char* device, char* gateway);
 LINNET_EXPORT int SetGateway(char* gateway);
 // The GATEWAY key (Red Hat family) or the routes file's default line (SUSE).
 LINNET_EXPORT int add_mod_gw_entry_conf_file(char* device, char* gateway);
+
+// The work of the functions above, for operations that already hold the lock.
+namespace gateway {
+
+void write_route_snapshot(const char* path);
+int read_route_snapshot(_IpAddress* record, char* device);
+int routed_device(char* device);
+int configured_gateway(ifcfg::HostFamily& hostFamily, char* ifname, char* gatewayText, int* found);
+int set_route(const char* device, const char* gatewayText);
+int write_gateway_file(ifcfg::HostFamily& hostFamily, char* device, char* gatewayText);
+
+} // namespace gateway
 
 #endif

@@ -9,7 +9,6 @@
 #include "host/config_file.h"
 #include "ifcfg/family.h"
 #include "host/fixed_file.h"
-#include "host/operation_lock.h"
 #include "api/conversions.h"
 #include "api/globals.h"
 #include "api/guard.h"
@@ -89,126 +88,145 @@ void copy_configured(char* buffer, const gateway::ConfiguredGateway& configured)
 
 } // namespace
 
+void gateway::write_route_snapshot(const char* path)
+{
+    if (path == nullptr)
+        return;
+    int fd = host::create_fixed_file(path);
+    if (fd < 0)
+        return;
+    // A command that cannot be started leaves the snapshot empty.
+    errno = 0;
+    if (host::run_into(host::Command::format("/sbin/ip route show"), fd) == -1 && errno != ECHILD)
+        perror("popen");
+    close(fd);
+}
+
+int gateway::read_route_snapshot(_IpAddress* record, char* device)
+{
+    std::string snapshot;
+    if (!host::read_fixed_file(kRouteSnapshotPath, snapshot))
+        return 0;
+    gateway::RouteScan scan = gateway::scan_default_routes(snapshot);
+    if (scan.defaultRoutes > 0) {
+        if (record != nullptr)
+            put_gateway_text(record, scan.last.gateway);
+        if (device != nullptr)
+            copy_device(device, scan.last.device);
+    }
+    return scan.defaultRoutes;
+}
+
+int gateway::routed_device(char* device)
+{
+    AddressRecord record(new_address_node());
+    if (!record)
+        return status::kNoMemory;
+    gateway::write_route_snapshot(kRouteSnapshotPath);
+    int count = gateway::read_route_snapshot(record.get(), device);
+    if (device != nullptr) {
+        size_t length = strlen(device);
+        if (length > 0 && isspace(static_cast<unsigned char>(device[length - 1])))
+            device[length - 1] = '\0';
+    }
+    host::remove_fixed_file(kRouteSnapshotPath);
+    return count == 0 ? status::kFailure : status::kSuccess;
+}
+
+int gateway::configured_gateway(ifcfg::HostFamily& hostFamily, char* ifname, char* gatewayText, int* found)
+{
+    if (hostFamily.status() != status::kSuccess)
+        return hostFamily.status();
+    const ifcfg::Family* family = hostFamily.family();
+    if (family == nullptr || ifname == nullptr)
+        return status::kFileOpen;
+    gateway::ConfiguredGateway configured;
+    int read = family->read_configured_gateway(ifname, configured);
+    if (read != status::kSuccess)
+        return read;
+    copy_configured(gatewayText, configured);
+    if (configured.lineFound && found != nullptr)
+        ++*found;
+    return configured.usable ? status::kSuccess : status::kFailure;
+}
+
+namespace {
+
+int get_adapter_gateway(NetworkAdapter& adapter, char const* ifname, unsigned int family, void* buf, unsigned int* len)
+{
+    if (family == kFamilyInet6)
+        return linnet_report_failure(adapter, status::kIpv6Unsupported);
+    AddressRecord record(new_address_node());
+    if (!record)
+        return status::kNoMemory;
+    char device[gateway::kDeviceBufferSize] = {};
+    int found = 0;
+
+    ifcfg::HostFamily hostFamily;
+    inventory::AdapterList list(hostFamily, 0);
+    if (list.status() != status::kSuccess)
+        return list.status();
+    _NetworkDevice* adapterRecord = list.find(ifname);
+    if (adapterRecord == nullptr)
+        return linnet_report_failure(adapter, status::kNoInterface);
+    char* name = adapterRecord->ifName;
+    SnapshotRemoval removal;
+
+    char* gatewayText = reinterpret_cast<char*>(record->address);
+    if (gateway::configured_gateway(hostFamily, name, gatewayText, &found) == status::kSuccess) {
+        copy_device(device, std::string(name, strnlen(name, sizeof adapterRecord->ifName)));
+    } else {
+        gateway::write_route_snapshot(kRouteSnapshotPath);
+        found = gateway::read_route_snapshot(record.get(), device);
+    }
+
+    if (found == 0 || strcmp(device, name) != 0) {
+        memset(record.get(), 0, sizeof(_IpAddress));
+        store_address(record.get(), kNoGateway);
+    } else {
+        store_address(record.get(), gatewayText);
+    }
+    if (buf != nullptr && len != nullptr)
+        *len =
+            static_cast<unsigned int>(ConstructBuffer_lib(static_cast<char*>(buf), flat_address_size(), record.get()));
+    return status::kSuccess;
+}
+
+} // namespace
+
 int _GetRouteLists(char const* path)
 {
-    const host::SerialSection section;
-    if (path == nullptr)
-        return status::kSuccess;
     return guarded([&] {
-        int fd = host::create_fixed_file(path);
-        if (fd < 0)
-            return status::kSuccess;
-        // A command that cannot be started leaves the snapshot empty.
-        errno = 0;
-        if (host::run_into(host::Command::format("/sbin/ip route show"), fd) == -1 && errno != ECHILD)
-            perror("popen");
-        close(fd);
+        gateway::write_route_snapshot(path);
         return status::kSuccess;
     });
 }
 
 int populate_list_gateway(_IpAddress* record, char* device)
 {
-    return guarded([&] {
-        std::string snapshot;
-        if (!host::read_fixed_file(kRouteSnapshotPath, snapshot))
-            return 0;
-        gateway::RouteScan scan = gateway::scan_default_routes(snapshot);
-        if (scan.defaultRoutes > 0) {
-            if (record != nullptr)
-                put_gateway_text(record, scan.last.gateway);
-            if (device != nullptr)
-                copy_device(device, scan.last.device);
-        }
-        return scan.defaultRoutes;
-    });
+    return guarded([&] { return gateway::read_route_snapshot(record, device); });
 }
 
 int get_ifname_gw_set(char* device, char*)
 {
-    return guarded([&] {
-        AddressRecord record(new_address_node());
-        if (!record)
-            return status::kNoMemory;
-        int listed = _GetRouteLists(kRouteSnapshotPath);
-        if (listed != status::kSuccess)
-            return listed;
-        int count = populate_list_gateway(record.get(), device);
-        if (device != nullptr) {
-            size_t length = strlen(device);
-            if (length > 0 && isspace(static_cast<unsigned char>(device[length - 1])))
-                device[length - 1] = '\0';
-        }
-        host::remove_fixed_file(kRouteSnapshotPath);
-        return count == 0 ? status::kFailure : status::kSuccess;
-    });
+    return guarded([&] { return gateway::routed_device(device); });
 }
 
 int get_gateway_bootproto_from_conf_file(char* ifname, char* gateway, int* found)
 {
-    return guarded([&]() -> int {
-        const ifcfg::HostFamily detected = ifcfg::detect_family();
-        if (detected.status != status::kSuccess)
-            return detected.status;
-        if (detected.family == nullptr || ifname == nullptr)
-            return status::kFileOpen;
-        gateway::ConfiguredGateway configured;
-        int read = detected.family->read_configured_gateway(ifname, configured);
-        if (read != status::kSuccess)
-            return read;
-        copy_configured(gateway, configured);
-        if (configured.lineFound && found != nullptr)
-            ++*found;
-        return configured.usable ? status::kSuccess : status::kFailure;
+    return guarded([&] {
+        ifcfg::HostFamily hostFamily;
+        return gateway::configured_gateway(hostFamily, ifname, gateway, found);
     });
 }
 
-int NetworkAdapter::GetAdapterGateway(char const* name, unsigned int family, unsigned int reserved, void* buf,
-                                      unsigned int* len)
+int NetworkAdapter::GetAdapterGateway(char const* name, unsigned int family, unsigned int, void* buf, unsigned int* len)
 {
-    const host::SerialSection section;
-    return GetAdapterGatewayWrapper(name, family, reserved, buf, len);
+    return guarded([&] { return get_adapter_gateway(*this, name, family, buf, len); });
 }
 
-int NetworkAdapter::GetAdapterGatewayWrapper(char const* ifname, unsigned int family, unsigned int, void* buf,
+int NetworkAdapter::GetAdapterGatewayWrapper(char const* name, unsigned int family, unsigned int, void* buf,
                                              unsigned int* len)
 {
-    const host::SerialSection section;
-    if (family == kFamilyInet6)
-        return linnet_report_failure(*this, status::kIpv6Unsupported);
-    return guarded([&]() -> int {
-        AddressRecord record(new_address_node());
-        if (!record)
-            return status::kNoMemory;
-        char device[gateway::kDeviceBufferSize] = {};
-        int found = 0;
-
-        inventory::AdapterList list(0);
-        if (list.status() != status::kSuccess)
-            return list.status();
-        _NetworkDevice* adapter = list.find(ifname);
-        if (adapter == nullptr)
-            return linnet_report_failure(*this, status::kNoInterface);
-        char* name = adapter->ifName;
-        SnapshotRemoval removal;
-
-        char* gatewayText = reinterpret_cast<char*>(record->address);
-        if (get_gateway_bootproto_from_conf_file(name, gatewayText, &found) == status::kSuccess) {
-            copy_device(device, std::string(name, strnlen(name, sizeof adapter->ifName)));
-        } else {
-            _GetRouteLists(kRouteSnapshotPath);
-            found = populate_list_gateway(record.get(), device);
-        }
-
-        if (found == 0 || strcmp(device, name) != 0) {
-            memset(record.get(), 0, sizeof(_IpAddress));
-            store_address(record.get(), kNoGateway);
-        } else {
-            store_address(record.get(), gatewayText);
-        }
-        if (buf != nullptr && len != nullptr)
-            *len = static_cast<unsigned int>(
-                ConstructBuffer_lib(static_cast<char*>(buf), flat_address_size(), record.get()));
-        return status::kSuccess;
-    });
+    return guarded([&] { return get_adapter_gateway(*this, name, family, buf, len); });
 }

@@ -44,49 +44,55 @@ std::vector<std::string> pieces_as_read(const std::string& output, size_t maxCha
 
 } // namespace
 
-int get_linux_distro(int* distro)
+int ifcfg::detect_distro(int* distro)
 {
-    return guarded([&]() -> int {
-        std::string issue;
-        if (!host::read_file(kIssuePath, issue, host::Access::ReadWrite))
-            return status::kFileOpen;
-        issue.resize(std::min(issue.size(), kIssueBytes));
-        std::string text(issue.c_str());
-        int found = kDistroUnknown;
-        for (const FamilyMark& mark : kFamilyMarks) {
-            if (text.find(mark.text) != std::string::npos) {
-                found = mark.distro;
+    std::string issue;
+    if (!host::read_file(kIssuePath, issue, host::Access::ReadWrite))
+        return status::kFileOpen;
+    issue.resize(std::min(issue.size(), kIssueBytes));
+    std::string text(issue.c_str());
+    int found = kDistroUnknown;
+    for (const FamilyMark& mark : kFamilyMarks) {
+        if (text.find(mark.text) != std::string::npos) {
+            found = mark.distro;
+            break;
+        }
+    }
+    if (distro != nullptr)
+        *distro = found;
+    return found == kDistroUnknown ? status::kFailure : status::kSuccess;
+}
+
+int ifcfg::current_run_level()
+{
+    std::string output;
+    if (host::capture(host::Command::format("runlevel"), output) != 0) {
+        perror("popen");
+        return status::kFailure;
+    }
+    // The scan position carries over from one line to the next: the command
+    // prints a single line, and only its "N <level>" form is understood.
+    int level = 0;
+    size_t position = 0;
+    for (const std::string& piece : pieces_as_read(output, kRunLevelLineChars)) {
+        const char* line = piece.c_str();
+        size_t length = strlen(line);
+        for (; position < length; ++position) {
+            if (line[position] == 'N') {
+                level = position + 2 <= length ? static_cast<int>(strtol(line + position + 2, nullptr, 10)) : 0;
                 break;
             }
         }
-        if (distro != nullptr)
-            *distro = found;
-        return found == kDistroUnknown ? status::kFailure : status::kSuccess;
-    });
+    }
+    return level;
+}
+
+int get_linux_distro(int* distro)
+{
+    return guarded([&] { return ifcfg::detect_distro(distro); });
 }
 
 int GetCurrentRunLevel(int)
 {
-    return guarded([&]() -> int {
-        std::string output;
-        if (host::capture(host::Command::format("runlevel"), output) != 0) {
-            perror("popen");
-            return status::kFailure;
-        }
-        // The scan position carries over from one line to the next: the command
-        // prints a single line, and only its "N <level>" form is understood.
-        int level = 0;
-        size_t position = 0;
-        for (const std::string& piece : pieces_as_read(output, kRunLevelLineChars)) {
-            const char* line = piece.c_str();
-            size_t length = strlen(line);
-            for (; position < length; ++position) {
-                if (line[position] == 'N') {
-                    level = position + 2 <= length ? static_cast<int>(strtol(line + position + 2, nullptr, 10)) : 0;
-                    break;
-                }
-            }
-        }
-        return level;
-    });
+    return guarded([] { return ifcfg::current_run_level(); });
 }

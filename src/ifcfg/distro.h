@@ -19,4 +19,12 @@ LINNET_EXPORT int get_linux_distro(int* distro);
 // command cannot be started. The argument is not used.
 LINNET_EXPORT int GetCurrentRunLevel(int distro);
 
+namespace ifcfg {
+
+// The work of the two functions above, for operations that hold the lock.
+int detect_distro(int* distro);
+int current_run_level();
+
+} // namespace ifcfg
+
 #endif

@@ -27,12 +27,14 @@ const Family* family_for(int distro)
     }
 }
 
-HostFamily detect_family()
+HostFamily& HostFamily::detected()
 {
-    HostFamily host;
-    host.status = get_linux_distro(&host.distro);
-    host.family = family_for(host.distro);
-    return host;
+    if (!detected_) {
+        status_ = detect_distro(&distro_);
+        family_ = family_for(distro_);
+        detected_ = true;
+    }
+    return *this;
 }
 
 namespace {
@@ -57,9 +59,9 @@ bool is_file_name_safe(const char* name)
     return true;
 }
 
-bool refuses_file_name(const HostFamily& host, const char* name)
+bool refuses_file_name(HostFamily& hostFamily, const char* name)
 {
-    return host.status == 0 && host.family != nullptr && !is_file_name_safe(name);
+    return hostFamily.status() == 0 && hostFamily.family() != nullptr && !is_file_name_safe(name);
 }
 
 bool is_value_safe(const char* text)

@@ -100,13 +100,26 @@ private:
 // The family of a distribution code; null for an unknown one.
 const Family* family_for(int distro);
 
-// The host's family as one operation sees it, detected once at its start.
-struct HostFamily {
-    int status = 0;                 // get_linux_distro's status
-    int distro = -1;                // the code it stored
-    const Family* family = nullptr; // null for an unknown family
+// The host's family as one operation sees it: detected (from /etc/issue) at
+// the first question, then kept for the rest of the operation. An exported
+// operation makes one and hands it to every step.
+class HostFamily {
+public:
+    // get_linux_distro's status.
+    int status() { return detected().status_; }
+    // The distribution code it stored (-1 when none).
+    int distro() { return detected().distro_; }
+    // Null for an unknown family, or when detection failed.
+    const Family* family() { return detected().family_; }
+
+private:
+    HostFamily& detected();
+
+    bool detected_ = false;
+    int status_ = 0;
+    int distro_ = -1;
+    const Family* family_ = nullptr;
 };
-HostFamily detect_family();
 
 // True when a text can be written as a value of a configuration line, as an
 // address, netmask, prefix or hardware address is: letters, digits and
@@ -125,7 +138,7 @@ bool is_file_name_safe(const char* name);
 // True when the host keeps configuration files and `name` could not name
 // one. An operation that goes on to write the file refuses such a name (98)
 // before it changes anything at run time.
-bool refuses_file_name(const HostFamily& host, const char* name);
+bool refuses_file_name(HostFamily& hostFamily, const char* name);
 
 } // namespace ifcfg
 

@@ -52,7 +52,7 @@ namespace ifcfg {
 
 int networking_from_rc_links()
 {
-    int runLevel = GetCurrentRunLevel(kDistroSuse);
+    int runLevel = current_run_level();
     if (runLevel < 2)
         return status::kFailure;
     char directory[64];
@@ -91,21 +91,40 @@ int network_manager_from_settings()
 
 } // namespace ifcfg
 
+// A host of no known family is asked as the Red Hat family is.
+int ifcfg::network_manager_enabled(int distro)
+{
+    const Family* family = family_for(distro);
+    return family != nullptr ? family->network_manager_enabled() : network_manager_from_service();
+}
+
+// The run level is read, as it always was, though nothing depends on it.
+bool ifcfg::network_manager_in_charge(HostFamily& hostFamily)
+{
+    current_run_level();
+    return network_manager_enabled(hostFamily.distro()) == status::kNetworkManagerEnabled;
+}
+
 int CheckNetworkingEnabled(int distro)
 {
-    return guarded([&]() -> int {
+    return guarded([&] {
         const ifcfg::Family* family = ifcfg::family_for(distro);
         return family != nullptr ? family->networking_enabled() : status::kNetworkingDisabled;
     });
 }
 
-// A host of no known family is asked as the Red Hat family is.
 int CheckNetworkManagerEnabled(int, int distro)
 {
-    return guarded([&]() -> int {
-        const ifcfg::Family* family = ifcfg::family_for(distro);
-        return family != nullptr ? family->network_manager_enabled() : ifcfg::network_manager_from_service();
-    });
+    return guarded([&] { return ifcfg::network_manager_enabled(distro); });
+}
+
+bool NetworkAdapter::isNetworkManagerEnabled()
+{
+    return guarded([] {
+               ifcfg::HostFamily hostFamily;
+               return ifcfg::network_manager_in_charge(hostFamily) ? 1 : 0;
+           })
+           == 1;
 }
 
 int rc_filter(dirent const* entry)

@@ -3,6 +3,7 @@
 #ifndef LINNET_IFCFG_SERVICES_H
 #define LINNET_IFCFG_SERVICES_H
 
+#include "family.h"
 #include "mxlinnet.h"
 
 #include <dirent.h>
@@ -31,6 +32,10 @@ int networking_from_rc_links();
 int network_manager_from_service();
 // The SUSE family's: NETWORKMANAGER= in /etc/sysconfig/network/config.
 int network_manager_from_settings();
+// CheckNetworkManagerEnabled's work.
+int network_manager_enabled(int distro);
+// True when NetworkManager runs the host's network, as SetVlanId asks.
+bool network_manager_in_charge(HostFamily& hostFamily);
 
 } // namespace ifcfg
 

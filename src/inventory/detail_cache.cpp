@@ -36,28 +36,18 @@ DetailCache::~DetailCache()
         close(socket_);
 }
 
-const ifcfg::HostFamily& DetailCache::family()
-{
-    if (!familyRead_) {
-        family_ = ifcfg::detect_family();
-        familyRead_ = true;
-    }
-    return family_;
-}
-
 int DetailCache::pci_ids_status()
 {
     if (pciIdsChecked_)
         return pciIdsStatus_;
     pciIdsChecked_ = true;
-    const ifcfg::HostFamily& detected = family();
-    if (detected.status != status::kSuccess) {
-        pciIdsStatus_ = detected.status;
+    if (host_.status() != status::kSuccess) {
+        pciIdsStatus_ = host_.status();
         return pciIdsStatus_;
     }
     // The database only has to open; nothing in it is used.
-    const ifcfg::Family* host = detected.family;
-    FILE* database = host != nullptr && *host->pci_ids_path() ? fopen(host->pci_ids_path(), "r") : nullptr;
+    const ifcfg::Family* family = host_.family();
+    FILE* database = family != nullptr && *family->pci_ids_path() ? fopen(family->pci_ids_path(), "r") : nullptr;
     pciIdsStatus_ = database != nullptr ? status::kSuccess : status::kFileOpen;
     if (database != nullptr)
         fclose(database);

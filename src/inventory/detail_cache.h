@@ -14,13 +14,13 @@ namespace inventory {
 // already read. A listing of many adapters looks each up once.
 class DetailCache {
 public:
-    DetailCache() = default;
+    explicit DetailCache(ifcfg::HostFamily& host) : host_(host) {}
     ~DetailCache();
     DetailCache(const DetailCache&) = delete;
     DetailCache& operator=(const DetailCache&) = delete;
 
-    // The host's family, detected at the first call.
-    const ifcfg::HostFamily& family();
+    // The operation's view of the host's family.
+    ifcfg::HostFamily& family() { return host_; }
     // 0 when the family's PCI ID database opens, else its status.
     int pci_ids_status();
     // A datagram socket for the driver queries, -1 when none can be opened.
@@ -35,8 +35,7 @@ public:
     const PciIds& pci_ids(const std::string& busInfo);
 
 private:
-    bool familyRead_ = false;
-    ifcfg::HostFamily family_;
+    ifcfg::HostFamily& host_;
     bool pciIdsChecked_ = false;
     int pciIdsStatus_ = 0;
     int socket_ = -2;

@@ -6,7 +6,6 @@
 #include "fields.h"
 #include "host/config_file.h"
 #include "ifcfg/family.h"
-#include "host/operation_lock.h"
 #include "api/guard.h"
 #include "status/status.h"
 
@@ -31,10 +30,10 @@ void fill_boot_protocol(_NetworkDevice* dev, DetailCache& cache)
     std::string stem = dev->ifName;
     if (host::contains(stem, ".") && host::contains(stem, "@"))
         stem = before_at(stem);
-    const ifcfg::HostFamily& detected = cache.family();
+    ifcfg::HostFamily& detected = cache.family();
     std::string text;
-    if (detected.status != status::kSuccess || detected.family == nullptr
-        || !host::read_file(detected.family->interface_file(stem), text, host::Access::ReadWrite))
+    if (detected.status() != status::kSuccess || detected.family() == nullptr
+        || !host::read_file(detected.family()->interface_file(stem), text, host::Access::ReadWrite))
         return;
     host::for_each_line(text, host::FinalRead::Dropped, [dev](std::string_view line) {
         if (!host::is_comment(line) && host::contains(line, ifcfg::keys::kBootProto.name)
@@ -80,7 +79,7 @@ int fill_description(const char* ifName, _NetworkDevice* dev, DetailCache& cache
         append_field(dev->description, size, kNotAvailable);
         return status::kSuccess;
     }
-    int result = cache.family().status;
+    int result = cache.family().status();
     if (result != status::kSuccess)
         return result;
     if (strstr(ifName, "vlan") != nullptr || strstr(ifName, "bond") != nullptr) {
@@ -96,6 +95,18 @@ int fill_description(const char* ifName, _NetworkDevice* dev, DetailCache& cache
     if (const char* model = card_description(static_cast<int>(device)))
         append_field(dev->description, size, model);
     return status::kSuccess;
+}
+
+bool is_bypass(const char* ifName)
+{
+    if (ifName == nullptr)
+        return false;
+    std::string path = std::string("/sys/class/net/") + ifName + "/bypass";
+    FILE* file = fopen(path.c_str(), "r");
+    if (file == nullptr)
+        return false;
+    fclose(file);
+    return true;
 }
 
 int link_detected(const char* ifName, DetailCache& cache)
@@ -121,8 +132,9 @@ int get_bootproto(_NetworkDevice* dev)
     return guarded([&]() -> int {
         if (dev == nullptr)
             return status::kFailure;
-        inventory::DetailCache cache;
-        int result = cache.family().status;
+        ifcfg::HostFamily hostFamily;
+        inventory::DetailCache cache(hostFamily);
+        int result = cache.family().status();
         if (result != status::kSuccess)
             return result;
         inventory::fill_boot_protocol(dev, cache);
@@ -135,7 +147,8 @@ int get_vendor_device_ids(char* ifName, _NetworkDevice* dev)
     return guarded([&]() -> int {
         if (ifName == nullptr || dev == nullptr)
             return status::kSuccess;
-        inventory::DetailCache cache;
+        ifcfg::HostFamily hostFamily;
+        inventory::DetailCache cache(hostFamily);
         return inventory::fill_pci_ids(ifName, dev, cache);
     });
 }
@@ -145,36 +158,33 @@ int get_adapter_desc(char* ifName, _NetworkDevice* dev)
     return guarded([&]() -> int {
         if (ifName == nullptr || dev == nullptr)
             return status::kSuccess;
-        inventory::DetailCache cache;
+        ifcfg::HostFamily hostFamily;
+        inventory::DetailCache cache(hostFamily);
         return inventory::fill_description(ifName, dev, cache);
     });
 }
 
 int is_bypass_interface(char* ifName)
 {
-    const host::SerialSection section;
-    if (ifName == nullptr)
-        return 0;
-    std::string path = std::string("/sys/class/net/") + ifName + "/bypass";
-    FILE* file = fopen(path.c_str(), "r");
-    if (file == nullptr)
-        return 0;
-    fclose(file);
-    return 1;
+    return guarded([&] { return inventory::is_bypass(ifName) ? 1 : 0; });
 }
 
 int get_ethtool_drv_details(ethtool_drvinfo* info, char* ifName)
 {
-    const host::SerialSection section;
-    inventory::DetailCache cache;
-    return inventory::driver_info(info, ifName, cache.socket());
+    return guarded([&] {
+        ifcfg::HostFamily hostFamily;
+        inventory::DetailCache cache(hostFamily);
+        return inventory::driver_info(info, ifName, cache.socket());
+    });
 }
 
 int get_ethtool_details(char* ifName)
 {
-    const host::SerialSection section;
-    if (ifName == nullptr)
-        return 0;
-    inventory::DetailCache cache;
-    return inventory::link_detected(ifName, cache);
+    return guarded([&] {
+        if (ifName == nullptr)
+            return 0;
+        ifcfg::HostFamily hostFamily;
+        inventory::DetailCache cache(hostFamily);
+        return inventory::link_detected(ifName, cache);
+    });
 }

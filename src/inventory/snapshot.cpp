@@ -6,54 +6,83 @@
 #include "api/lists.h"
 #include "status/status.h"
 
-#include "host/operation_lock.h"
-
 #include <cstring>
 #include <sstream>
 #include <string>
 #include <unistd.h>
 
-int _GetNetworkAdaptors(char const* path)
+namespace {
+
+// Writes the output of "ip addr show" to the fixed file at `path`.
+void write_snapshot(const char* path)
 {
-    const host::SerialSection section;
     if (path == nullptr)
-        return 0;
+        return;
     int fd = host::create_fixed_file(path);
     if (fd < 0)
-        return 0;
+        return;
     host::run_into(host::Command::format("ip addr show"), fd);
     close(fd);
-    return 0;
 }
 
-int populate_struct_from_file(_NetworkDevice** list, int withAddresses)
+// Memory running out while parsing reads as the parser's 99; what was built
+// so far stays linked for the caller to free.
+int parse_snapshot_file(ifcfg::HostFamily& hostFamily, _NetworkDevice** list, int withAddresses)
 {
-    const host::SerialSection section;
     if (list == nullptr || *list == nullptr)
         return 0;
-    // Memory running out while parsing reads as the parser's 99; what was
-    // built so far stays linked for the caller to free.
-    return guarded([&] {
+    try {
         // Read as it was written: the file we created, never a link.
         std::string text;
         if (!host::read_fixed_file(kLinkSnapshotPath, text))
             return 0;
         std::istringstream snapshot(text);
-        return inventory::parse_link_snapshot(snapshot, list, withAddresses);
+        return inventory::parse_link_snapshot(snapshot, list, withAddresses, hostFamily);
+    } catch (const std::bad_alloc&) {
+        return status::kNoMemory;
+    } catch (...) {
+        return status::kFailure;
+    }
+}
+
+} // namespace
+
+int _GetNetworkAdaptors(char const* path)
+{
+    return guarded([&] {
+        write_snapshot(path);
+        return 0;
+    });
+}
+
+int populate_struct_from_file(_NetworkDevice** list, int withAddresses)
+{
+    return guarded([&] {
+        ifcfg::HostFamily hostFamily;
+        return parse_snapshot_file(hostFamily, list, withAddresses);
     });
 }
 
 int GetNetworkAdapterDetails(_NetworkDevice** list, unsigned char* count, int withAddresses)
 {
-    const host::SerialSection section;
+    return guarded([&] {
+        ifcfg::HostFamily hostFamily;
+        return inventory::list_adapters(hostFamily, list, count, withAddresses);
+    });
+}
+
+namespace inventory {
+
+int list_adapters(ifcfg::HostFamily& hostFamily, _NetworkDevice** list, unsigned char* count, int withAddresses)
+{
     if (list == nullptr)
         return status::kFailure;
     _NetworkDevice* first = new_device_node();
     *list = first;
     if (first == nullptr)
         return status::kNoMemory;
-    _GetNetworkAdaptors(kLinkSnapshotPath);
-    int result = populate_struct_from_file(list, withAddresses);
+    write_snapshot(kLinkSnapshotPath);
+    int result = parse_snapshot_file(hostFamily, list, withAddresses);
     _NetworkDevice* reached = *list;
     *list = first;
     host::remove_fixed_file(kLinkSnapshotPath);
@@ -77,8 +106,6 @@ int GetNetworkAdapterDetails(_NetworkDevice** list, unsigned char* count, int wi
     return status::kSuccess;
 }
 
-namespace inventory {
-
 _NetworkDevice* find_adapter(_NetworkDevice* list, const char* name, const std::string& alternate)
 {
     for (_NetworkDevice* dev = name != nullptr ? list : nullptr; dev != nullptr; dev = dev->next) {
@@ -88,10 +115,10 @@ _NetworkDevice* find_adapter(_NetworkDevice* list, const char* name, const std::
     return nullptr;
 }
 
-AdapterList::AdapterList(int withAddresses)
+AdapterList::AdapterList(ifcfg::HostFamily& hostFamily, int withAddresses)
 {
     unsigned char count = 0;
-    status_ = GetNetworkAdapterDetails(&head_, &count, withAddresses);
+    status_ = list_adapters(hostFamily, &head_, &count, withAddresses);
 }
 
 AdapterList::~AdapterList()

@@ -2,6 +2,7 @@
 #ifndef LINNET_INVENTORY_SNAPSHOT_H
 #define LINNET_INVENTORY_SNAPSHOT_H
 
+#include "ifcfg/family.h"
 #include "mxlinnet.h"
 
 #include <istream>
@@ -26,11 +27,15 @@ namespace inventory {
 // adapters matches no name.
 _NetworkDevice* find_adapter(_NetworkDevice* list, const char* name, const std::string& alternate = "");
 
+// GetNetworkAdapterDetails's work, for an operation that already holds the
+// lock and knows the host's family.
+int list_adapters(ifcfg::HostFamily& hostFamily, _NetworkDevice** list, unsigned char* count, int withAddresses);
+
 // The adapter list of one operation: built on construction (with the IPv4
 // addresses when asked), freed on every way out.
 class AdapterList {
 public:
-    explicit AdapterList(int withAddresses);
+    AdapterList(ifcfg::HostFamily& hostFamily, int withAddresses);
     ~AdapterList();
     AdapterList(const AdapterList&) = delete;
     AdapterList& operator=(const AdapterList&) = delete;
@@ -51,7 +56,8 @@ private:
 };
 
 // The parser itself, over any stream of snapshot text.
-int parse_link_snapshot(std::istream& snapshot, _NetworkDevice** list, int withAddresses);
+int parse_link_snapshot(std::istream& snapshot, _NetworkDevice** list, int withAddresses,
+                        ifcfg::HostFamily& hostFamily);
 
 } // namespace inventory
 

@@ -17,6 +17,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -76,7 +77,10 @@ void read_mac_octets(const char* text, unsigned int octets[6])
 
 class SnapshotParser {
 public:
-    SnapshotParser(_NetworkDevice** list, int withAddresses) : list_(list), withAddresses_(withAddresses) {}
+    SnapshotParser(_NetworkDevice** list, int withAddresses, ifcfg::HostFamily& hostFamily)
+        : list_(list), withAddresses_(withAddresses), cache_(hostFamily)
+    {
+    }
 
     // Returns devCount, -1 or 99.
     int parse(std::istream& snapshot)
@@ -183,7 +187,7 @@ private:
         if (mtu != std::string::npos)
             dev->mtu = static_cast<uint32_t>(strtoul(line.c_str() + mtu + 4, nullptr, 10));
         if (isVlan)
-            dev->vlanId = static_cast<uint32_t>(get_vlan_id(before_at(name).c_str()));
+            dev->vlanId = static_cast<uint32_t>(inventory::vlan_id(before_at(name).c_str()));
 
         if (!has(name, "bond")) {
             bool vlanName = has(name, ".") || has(name, "vlan");
@@ -198,12 +202,8 @@ private:
     // empty when unknown.
     static std::string vlan_parent(const std::string& name)
     {
-        std::string parent;
-        if (char* found = get_vlan_parent(before_at(name).c_str())) {
-            parent = found;
-            free(found);
-        }
-        return parent;
+        std::optional<std::string> parent = inventory::vlan_parent(before_at(name).c_str());
+        return parent ? std::string(parent->c_str()) : std::string();
     }
 
     // Down without carrier, up for a bond, else as the driver of `linkName`
@@ -233,7 +233,7 @@ private:
         _NetworkDevice* dev = *list_;
         fill_pci_ids(name.c_str(), dev, cache_);
         fill_description(name.c_str(), dev, cache_);
-        if (is_bypass_interface(const_cast<char*>(name.c_str())))
+        if (inventory::is_bypass(name.c_str()))
             append_field(dev->description, sizeof dev->description, kBypassMark);
     }
 
@@ -342,11 +342,11 @@ private:
 
 } // namespace
 
-int parse_link_snapshot(std::istream& snapshot, _NetworkDevice** list, int withAddresses)
+int parse_link_snapshot(std::istream& snapshot, _NetworkDevice** list, int withAddresses, ifcfg::HostFamily& hostFamily)
 {
     if (list == nullptr || *list == nullptr)
         return 0;
-    SnapshotParser parser(list, withAddresses);
+    SnapshotParser parser(list, withAddresses, hostFamily);
     return parser.parse(snapshot);
 }
 

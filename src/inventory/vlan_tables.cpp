@@ -79,22 +79,47 @@ std::optional<std::string> vlan_interface_in(const std::string& configText, cons
 
 } // namespace inventory
 
+int inventory::vlan_id(char const* vlanIf)
+{
+    std::string text;
+    return read_vlan_file(vlanIf, text) ? inventory::vlan_id_in(text) : 0;
+}
+
+std::optional<std::string> inventory::vlan_parent(char const* vlanIf)
+{
+    std::string text;
+    if (!read_vlan_file(vlanIf, text))
+        return std::nullopt;
+    return inventory::vlan_file_value(text, "Device: ");
+}
+
+int inventory::vlan_interface_name(char const* parent, unsigned short vlanId, char* out)
+{
+    if (out == nullptr || parent == nullptr)
+        return 1;
+    std::string text;
+    if (!host::read_file(kVlanConfig, text))
+        return 1;
+    printf("\n%s:: ifName: %s, VLAN Id: %d\n", "get_vlan_interface_name", parent, vlanId);
+    if (std::optional<std::string> name = inventory::vlan_interface_in(text, parent, vlanId)) {
+        inventory::copy_field(out, kVlanOutSize, name->c_str());
+        printf("\n%s:: vlan ifName: %s\n", "get_vlan_interface_name", out);
+        return 0;
+    }
+    printf("\n%s:: vlan ifName: %s\n", "get_vlan_interface_name", out);
+    return 0;
+}
+
 int get_vlan_id(char const* vlanIf)
 {
-    return guarded([&]() -> int {
-        std::string text;
-        return read_vlan_file(vlanIf, text) ? inventory::vlan_id_in(text) : 0;
-    });
+    return guarded([&] { return inventory::vlan_id(vlanIf); });
 }
 
 char* get_vlan_parent(char const* vlanIf)
 {
     const host::SerialSection section;
     try {
-        std::string text;
-        std::optional<std::string> parent;
-        if (read_vlan_file(vlanIf, text))
-            parent = inventory::vlan_file_value(text, "Device: ");
+        std::optional<std::string> parent = inventory::vlan_parent(vlanIf);
         return parent ? strdup(parent->c_str()) : nullptr;
     } catch (...) {
         return nullptr;
@@ -103,19 +128,5 @@ char* get_vlan_parent(char const* vlanIf)
 
 int get_vlan_interface_name(char const* parent, unsigned short vlanId, int, char* out)
 {
-    return guarded([&]() -> int {
-        if (out == nullptr || parent == nullptr)
-            return 1;
-        std::string text;
-        if (!host::read_file(kVlanConfig, text))
-            return 1;
-        printf("\n%s:: ifName: %s, VLAN Id: %d\n", "get_vlan_interface_name", parent, vlanId);
-        if (std::optional<std::string> name = inventory::vlan_interface_in(text, parent, vlanId)) {
-            inventory::copy_field(out, kVlanOutSize, name->c_str());
-            printf("\n%s:: vlan ifName: %s\n", "get_vlan_interface_name", out);
-            return 0;
-        }
-        printf("\n%s:: vlan ifName: %s\n", "get_vlan_interface_name", out);
-        return 0;
-    });
+    return guarded([&] { return inventory::vlan_interface_name(parent, vlanId, out); });
 }

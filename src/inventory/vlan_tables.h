@@ -30,6 +30,12 @@ int vlan_id_in(const std::string& text);
 // does.
 std::optional<std::string> vlan_interface_in(const std::string& configText, const char* parent, unsigned short vlanId);
 
+// The work of get_vlan_id, get_vlan_parent and get_vlan_interface_name, for
+// operations that hold the lock.
+int vlan_id(char const* vlanIf);
+std::optional<std::string> vlan_parent(char const* vlanIf);
+int vlan_interface_name(char const* parent, unsigned short vlanId, char* out);
+
 } // namespace inventory
 
 #endif

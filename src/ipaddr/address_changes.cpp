@@ -6,11 +6,8 @@
 #include "address_list.h"
 #include "address_text.h"
 #include "alias_configuration.h"
-#include "dhcp/dhcp.h"
-#include "host/config_file.h"
 #include "ifcfg/family.h"
-#include "ifcfg/distro.h"
-#include "host/operation_lock.h"
+#include "ifcfg/dhcp_pid.h"
 #include "api/conversions.h"
 #include "api/globals.h"
 #include "api/guard.h"
@@ -55,18 +52,18 @@ int add_all_addresses(const std::string& ifname, _IpAddress* list)
         // Re-added as they always were: a negative number under the bare name.
         std::string label = record->aliasIndex >= 0 ? alias_label(ifname, record->aliasIndex) : ifname;
         std::string name = ifname;
-        int added = AddSetIPAddress(&name[0], &addressPrefix[0], broadcast, &label[0]);
+        int added = ipaddr::add_address(name.c_str(), addressPrefix.c_str(), broadcast, label.c_str());
         if (result == status::kSuccess)
             result = added;
     }
     return result;
 }
 
-int modify_address(int primary, char* ifname, char* address, char* netmask, char* broadcast, _NetParams* params,
-                   _NetworkDevice* device)
+} // namespace
+
+int ipaddr::modify(ifcfg::HostFamily& hostFamily, int primary, char* ifname, char* address, char* netmask,
+                   char* broadcast, _NetParams* params, _NetworkDevice* device)
 {
-    int distro = kDistroUnknown;
-    get_linux_distro(&distro);
     int position = 1;
     _IpAddress* target = device->ipList;
     if (primary != 1) {
@@ -78,7 +75,7 @@ int modify_address(int primary, char* ifname, char* address, char* netmask, char
     if (target != nullptr && position > 1)
         alias = target->aliasIndex;
     if (target != nullptr) {
-        int result = DeleteAllIPAddress(ifname, device);
+        int result = ipaddr::remove_all(hostFamily, ifname, device);
         if (result != status::kSuccess)
             return result;
     } else {
@@ -93,18 +90,19 @@ int modify_address(int primary, char* ifname, char* address, char* netmask, char
     ipaddr::store_dotted(or_empty(netmask), target->netmask, target->family);
     char netmaskCopy[kAddressTextSize] = {};
     snprintf(netmaskCopy, sizeof netmaskCopy, "%s", or_empty(netmask));
-    int result = modify_networking_configfile(distro, ifname, address, netmaskCopy, broadcast, device->macAddrStr,
-                                              alias, position);
+    (void)broadcast;
+    int result = ipaddr::write_modified_address(hostFamily.family(), ifname, address, netmaskCopy, device->macAddrStr,
+                                                alias, position);
     int added = add_all_addresses(ifname, device->ipList);
     return result != status::kSuccess ? result : added;
 }
 
-int delete_address(char* ifname, _NetParams* params, _NetworkDevice* device)
+int ipaddr::remove(ifcfg::HostFamily& hostFamily, char* ifname, _NetParams* params, _NetworkDevice* device)
 {
     ipaddr::AddressText text = ipaddr::address_text(params->oldAddress, params->oldNetmask, params->oldFamily);
-    const ifcfg::HostFamily detected = ifcfg::detect_family();
+    const ifcfg::Family* family = hostFamily.family();
     // A name no file can carry is refused before anything changes.
-    if (detected.family != nullptr && !ifcfg::is_file_name_safe(ifname))
+    if (family != nullptr && !ifcfg::is_file_name_safe(ifname))
         return status::kFileOpen;
     int position = 0;
     _IpAddress* record =
@@ -122,17 +120,17 @@ int delete_address(char* ifname, _NetParams* params, _NetworkDevice* device)
         before->next = record->next;
         free(record);
     }
-    DelIPAddress(ifname, &text.addressPrefix[0]);
-    if (detected.family == nullptr)
-        return detected.status;
-    return detected.family->forget_address(ifname, alias, position, text.address.c_str(), text.netmask.c_str());
+    ipaddr::delete_address(ifname, text.addressPrefix.c_str());
+    if (family == nullptr)
+        return hostFamily.status();
+    return family->forget_address(ifname, alias, position, text.address.c_str(), text.netmask.c_str());
 }
 
-int delete_all_addresses(char* ifname, _NetworkDevice* device)
+int ipaddr::remove_all(ifcfg::HostFamily& hostFamily, char* ifname, _NetworkDevice* device)
 {
     std::unique_ptr<inventory::AdapterList> list;
     if (device == nullptr) {
-        list = std::make_unique<inventory::AdapterList>(1);
+        list = std::make_unique<inventory::AdapterList>(hostFamily, 1);
         if (list->status() != status::kSuccess)
             return list->status();
         device = list->find(ifname);
@@ -141,67 +139,80 @@ int delete_all_addresses(char* ifname, _NetworkDevice* device)
     }
     int result = status::kSuccess;
     if (device->isDhcp) {
-        int distro = kDistroUnknown;
-        result = get_linux_distro(&distro);
-        kill_dhc_process(distro, ifname);
+        result = hostFamily.status();
+        ifcfg::kill_dhcp_client(hostFamily.distro(), ifname);
     }
     for (const _IpAddress* record = device->ipList; record != nullptr; record = record->next) {
         std::string addressPrefix = ipaddr::record_address_prefix(*record);
-        DelIPAddress(ifname, &addressPrefix[0]);
+        ipaddr::delete_address(ifname, addressPrefix.c_str());
     }
     return result;
 }
 
-} // namespace
-
-int ModifyIPAddress(int primary, char* ifname, char* addressPrefix, char* address, char* netmask, char* broadcast,
-                    _NetParams* params, _NetworkDevice* device)
+int ipaddr::add(ifcfg::HostFamily& hostFamily, char* ifname, char* addressPrefix, char* address, char* netmask,
+                char* broadcast, _NetworkDevice* device)
 {
-    const host::SerialSection section;
-    (void)addressPrefix;
-    if (ifname == nullptr || params == nullptr || device == nullptr)
-        return status::kNoInterface;
-    return guarded([&] { return modify_address(primary, ifname, address, netmask, broadcast, params, device); });
-}
-
-int AddIPAddress(char* ifname, char* addressPrefix, unsigned short family, char* address, char* netmask,
-                 char* broadcast, _NetworkDevice* device)
-{
-    const host::SerialSection section;
-    if (ifname == nullptr)
-        return status::kNoInterface;
     char newIfname[kLabelSize] = {};
     printf("1:- ifname: %s, ip_mask_str: %s, brdaddr_str: %s,new_ifname: %s\n", ifname, or_empty(addressPrefix),
            or_empty(broadcast), newIfname);
-    int result = AddAliasIPAddress(ifname, newIfname, family, address, netmask, broadcast, device);
+    int result = ipaddr::add_alias_configuration(hostFamily, ifname, newIfname, address, netmask, device);
     printf("2:- ifname: %s, ip_mask_str: %s, brdaddr_str: %s,new_ifname: %s\n", ifname, or_empty(addressPrefix),
            or_empty(broadcast), newIfname);
     if (result != status::kSuccess)
         return result;
-    return AddSetIPAddress(ifname, addressPrefix, broadcast, newIfname);
+    return ipaddr::add_address(ifname, addressPrefix, broadcast, newIfname);
+}
+
+int ModifyIPAddress(int primary, char* ifname, char* addressPrefix, char* address, char* netmask, char* broadcast,
+                    _NetParams* params, _NetworkDevice* device)
+{
+    (void)addressPrefix;
+    return guarded([&] {
+        if (ifname == nullptr || params == nullptr || device == nullptr)
+            return status::kNoInterface;
+        ifcfg::HostFamily hostFamily;
+        return ipaddr::modify(hostFamily, primary, ifname, address, netmask, broadcast, params, device);
+    });
+}
+
+int AddIPAddress(char* ifname, char* addressPrefix, unsigned short, char* address, char* netmask, char* broadcast,
+                 _NetworkDevice* device)
+{
+    return guarded([&] {
+        if (ifname == nullptr)
+            return status::kNoInterface;
+        ifcfg::HostFamily hostFamily;
+        return ipaddr::add(hostFamily, ifname, addressPrefix, address, netmask, broadcast, device);
+    });
 }
 
 int AddAliasIPAddress(char* ifname, char* newIfname, unsigned short, char* address, char* netmask, char*,
                       _NetworkDevice* device)
 {
-    const host::SerialSection section;
-    if (ifname == nullptr || newIfname == nullptr)
-        return status::kNoInterface;
-    return guarded([&] { return ipaddr::add_alias_configuration(ifname, newIfname, address, netmask, device); });
+    return guarded([&] {
+        if (ifname == nullptr || newIfname == nullptr)
+            return status::kNoInterface;
+        ifcfg::HostFamily hostFamily;
+        return ipaddr::add_alias_configuration(hostFamily, ifname, newIfname, address, netmask, device);
+    });
 }
 
 int DeleteIPAddress(char* ifname, _NetParams* params, _NetworkDevice* device)
 {
-    const host::SerialSection section;
-    if (ifname == nullptr || params == nullptr || device == nullptr)
-        return status::kNoInterface;
-    return guarded([&] { return delete_address(ifname, params, device); });
+    return guarded([&] {
+        if (ifname == nullptr || params == nullptr || device == nullptr)
+            return status::kNoInterface;
+        ifcfg::HostFamily hostFamily;
+        return ipaddr::remove(hostFamily, ifname, params, device);
+    });
 }
 
 int DeleteAllIPAddress(char* ifname, _NetworkDevice* device)
 {
-    const host::SerialSection section;
-    if (ifname == nullptr)
-        return status::kNoInterface;
-    return guarded([&] { return delete_all_addresses(ifname, device); });
+    return guarded([&] {
+        if (ifname == nullptr)
+            return status::kNoInterface;
+        ifcfg::HostFamily hostFamily;
+        return ipaddr::remove_all(hostFamily, ifname, device);
+    });
 }

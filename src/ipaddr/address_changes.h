@@ -3,6 +3,7 @@
 #ifndef LINNET_IPADDR_ADDRESS_CHANGES_H
 #define LINNET_IPADDR_ADDRESS_CHANGES_H
 
+#include "ifcfg/family.h"
 #include "mxlinnet.h"
 
 LINNET_EXPORT int ModifyIPAddress(int primary, char* ifname, char* addressPrefix, char* address, char* netmask,
@@ -16,5 +17,19 @@ LINNET_EXPORT int AddAliasIPAddress(char* ifname, char* newIfname, unsigned shor
 LINNET_EXPORT int DeleteIPAddress(char* ifname, _NetParams* params, _NetworkDevice* device);
 // Removes every address of the adapter at run time; `device` may be null.
 LINNET_EXPORT int DeleteAllIPAddress(char* ifname, _NetworkDevice* device);
+
+// The work of the operations above, for an operation that already holds the
+// lock and knows the host's family. The pointers are not null.
+namespace ipaddr {
+
+int modify(ifcfg::HostFamily& hostFamily, int primary, char* ifname, char* address, char* netmask, char* broadcast,
+           _NetParams* params, _NetworkDevice* device);
+int add(ifcfg::HostFamily& hostFamily, char* ifname, char* addressPrefix, char* address, char* netmask, char* broadcast,
+        _NetworkDevice* device);
+int remove(ifcfg::HostFamily& hostFamily, char* ifname, _NetParams* params, _NetworkDevice* device);
+// `device` may be null: the adapter is then looked up by name.
+int remove_all(ifcfg::HostFamily& hostFamily, char* ifname, _NetworkDevice* device);
+
+} // namespace ipaddr
 
 #endif

@@ -34,9 +34,8 @@ bool may_create(const std::string& path)
     return faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0 || errno == ENOENT;
 }
 
-int modify_file(int distribution, const char* ifname, const ipaddr::AddressChange& change)
+int modify_file(const ifcfg::Family* family, const char* ifname, const ipaddr::AddressChange& change)
 {
-    const ifcfg::Family* family = ifcfg::family_for(distribution);
     if (family == nullptr || !ifcfg::is_file_name_safe(ifname))
         return status::kFileOpen;
     const std::string path = family->interface_file(family->address_file_name(change));
@@ -56,15 +55,22 @@ int modify_file(int distribution, const char* ifname, const ipaddr::AddressChang
 
 } // namespace
 
+int ipaddr::write_modified_address(const ifcfg::Family* family, char* ifname, char* address, char* netmask,
+                                   const char* hwaddr, int aliasNumber, int position)
+{
+    if (!ifcfg::is_value_safe(address) || !ifcfg::is_value_safe(netmask) || !ifcfg::is_value_safe(hwaddr))
+        return status::kFileOpen;
+    ipaddr::AddressChange change{text_of(ifname), text_of(address), text_of(netmask),
+                                 text_of(hwaddr), aliasNumber,      position};
+    return modify_file(family, ifname, change);
+}
+
 int modify_networking_configfile(int distribution, char* ifname, char* address, char* netmask, char*,
                                  const char* hwaddr, int aliasNumber, int position)
 {
     return guarded([&] {
-        if (!ifcfg::is_value_safe(address) || !ifcfg::is_value_safe(netmask) || !ifcfg::is_value_safe(hwaddr))
-            return status::kFileOpen;
-        ipaddr::AddressChange change{text_of(ifname), text_of(address), text_of(netmask),
-                                     text_of(hwaddr), aliasNumber,      position};
-        return modify_file(distribution, ifname, change);
+        return ipaddr::write_modified_address(ifcfg::family_for(distribution), ifname, address, netmask, hwaddr,
+                                              aliasNumber, position);
     });
 }
 
@@ -81,12 +87,13 @@ int delete_file_entry(char* path, int, char* address, char*)
 int NetworkAdapter::GetAndSetIpAddrFromConfFile(char* name, int* isDhcp, char* address, _NetworkDevice*, _IpAddress*)
 {
     return guarded([&] {
-        const ifcfg::HostFamily detected = ifcfg::detect_family();
-        if (detected.status != status::kSuccess)
-            return detected.status;
+        ifcfg::HostFamily hostFamily;
+        if (hostFamily.status() != status::kSuccess)
+            return hostFamily.status();
+        const ifcfg::Family* family = hostFamily.family();
         std::string text;
-        if (detected.family == nullptr || !ifcfg::is_file_name_safe(name)
-            || !host::read_file(detected.family->interface_file(name), text))
+        if (family == nullptr || !ifcfg::is_file_name_safe(name)
+            || !host::read_file(family->interface_file(name), text))
             return status::kFileOpen;
 
         char ownBuffer[kStoredAddressSize] = {};
@@ -100,6 +107,6 @@ int NetworkAdapter::GetAndSetIpAddrFromConfFile(char* name, int* isDhcp, char* a
         memcpy(buffer, stored.data(), length);
         buffer[length] = '\0';
         // Applied also when the file says DHCP.
-        return AddSetIPAddress(name, buffer, nullptr, nullptr);
+        return ipaddr::add_address(name, buffer, nullptr, nullptr);
     });
 }

@@ -16,15 +16,16 @@ std::string alias_label(const std::string& ifname, int alias)
     return alias == kPrimaryAlias ? ifname : ifname + ":" + std::to_string(alias);
 }
 
-int add_alias_configuration(char* ifname, char* newIfname, char* address, char* netmask, _NetworkDevice* device)
+int add_alias_configuration(ifcfg::HostFamily& hostFamily, char* ifname, char* newIfname, char* address, char* netmask,
+                            _NetworkDevice* device)
 {
-    const ifcfg::HostFamily detected = ifcfg::detect_family();
+    const ifcfg::Family* family = hostFamily.family();
     const char* hwaddr = device != nullptr ? device->macAddrStr : "";
-    if (detected.family == nullptr || !ifcfg::is_file_name_safe(ifname) || !ifcfg::is_value_safe(address)
+    if (family == nullptr || !ifcfg::is_file_name_safe(ifname) || !ifcfg::is_value_safe(address)
         || !ifcfg::is_value_safe(netmask) || !ifcfg::is_value_safe(hwaddr))
-        return detected.status != status::kSuccess ? detected.status : status::kFileOpen;
+        return hostFamily.status() != status::kSuccess ? hostFamily.status() : status::kFileOpen;
     int alias = kPrimaryAlias;
-    int result = detected.family->add_alias(ifname, or_empty(address), or_empty(netmask), hwaddr, alias);
+    int result = family->add_alias(ifname, or_empty(address), or_empty(netmask), hwaddr, alias);
     snprintf(newIfname, kLabelSize, "%s", alias_label(ifname, alias).c_str());
     return result;
 }

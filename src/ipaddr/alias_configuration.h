@@ -2,6 +2,7 @@
 #ifndef LINNET_IPADDR_ALIAS_CONFIGURATION_H
 #define LINNET_IPADDR_ALIAS_CONFIGURATION_H
 
+#include "ifcfg/family.h"
 #include "mxlinnet.h"
 
 #include <cstddef>
@@ -20,7 +21,8 @@ std::string alias_label(const std::string& ifname, int alias);
 
 // Writes the configuration of a new alias of the adapter and its label (at
 // most kLabelSize bytes) into `newIfname`. 0, or the status of the failure.
-int add_alias_configuration(char* ifname, char* newIfname, char* address, char* netmask, _NetworkDevice* device);
+int add_alias_configuration(ifcfg::HostFamily& hostFamily, char* ifname, char* newIfname, char* address, char* netmask,
+                            _NetworkDevice* device);
 
 } // namespace ipaddr
 

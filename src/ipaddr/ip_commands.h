@@ -14,4 +14,12 @@ extern "C" LINNET_EXPORT int AddSetIPAddress(char* ifname, char* addressPrefix, 
 extern "C" LINNET_EXPORT int _DelIpAddress(const char* ifname, const char* addressPrefix);
 extern "C" LINNET_EXPORT int DelIPAddress(char* ifname, char* addressPrefix);
 
+namespace ipaddr {
+
+// The commands themselves, for operations that already hold the lock.
+int add_address(const char* ifname, const char* addressPrefix, const char* broadcast, const char* label);
+int delete_address(const char* ifname, const char* addressPrefix);
+
+} // namespace ipaddr
+
 #endif

@@ -1,7 +1,7 @@
 // The public enable/disable operation.
 #include "mxlinnet.h"
 
-#include "host/operation_lock.h"
+#include "api/guard.h"
 #include "api/lists.h"
 #include "api/report.h"
 #include "status/status.h"
@@ -26,25 +26,17 @@ std::string vlan_base_name(const char* ifname)
     return std::string(ifname, at - ifname);
 }
 
-} // namespace
-
-int NetworkAdapter::DisableEnable(char const* name, unsigned char action)
+int disable_enable(NetworkAdapter& adapter, char const* name, unsigned char action)
 {
-    const host::SerialSection section;
-    return DisableEnableWrapper(name, action);
-}
-
-int NetworkAdapter::DisableEnableWrapper(char const* name, unsigned char action)
-{
-    const host::SerialSection section;
     if (name == nullptr)
-        return linnet_report_failure(*this, status::kNoInterface);
+        return linnet_report_failure(adapter, status::kNoInterface);
     const std::string base = vlan_base_name(name);
     std::string target = base.empty() ? name : base;
 
     _NetworkDevice* list = nullptr;
     unsigned char count = 0;
-    int result = GetNetworkAdapterDetails(&list, &count, 0);
+    ifcfg::HostFamily hostFamily;
+    int result = inventory::list_adapters(hostFamily, &list, &count, 0);
     if (result != status::kSuccess) {
         free_NetDev_List(list);
         return result;
@@ -58,17 +50,29 @@ int NetworkAdapter::DisableEnableWrapper(char const* name, unsigned char action)
     }
     if (match == nullptr) {
         free_NetDev_List(list);
-        return linnet_report_failure(*this, status::kNoInterface);
+        return linnet_report_failure(adapter, status::kNoInterface);
     }
     unsigned char hwaddr[sizeof match->macAddrStr];
     memcpy(hwaddr, match->macAddrStr, sizeof hwaddr);
     free_NetDev_List(list);
 
     if (action == kActionEnable) {
-        EnableDeviceConfFile(&target[0], hwaddr);
-        return BringLinkUp(&target[0]);
+        link_control::set_start_on_boot(hostFamily, &target[0], hwaddr, true);
+        return link_control::up(target.c_str());
     }
     if (action == kActionDisable)
-        DisableDeviceConfFile(&target[0], hwaddr);
+        link_control::set_start_on_boot(hostFamily, &target[0], hwaddr, false);
     return status::kSuccess;
+}
+
+} // namespace
+
+int NetworkAdapter::DisableEnable(char const* name, unsigned char action)
+{
+    return guarded([&] { return disable_enable(*this, name, action); });
+}
+
+int NetworkAdapter::DisableEnableWrapper(char const* name, unsigned char action)
+{
+    return guarded([&] { return disable_enable(*this, name, action); });
 }

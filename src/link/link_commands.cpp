@@ -5,7 +5,6 @@
 #include "link_control.h"
 
 #include "host/command_runner.h"
-#include "host/operation_lock.h"
 #include "api/guard.h"
 #include "status/status.h"
 
@@ -20,32 +19,41 @@ const char* or_empty(const char* text)
 
 } // namespace
 
+namespace link_control {
+
+int up(const char* ifname)
+{
+    int result = host::run(host::Command::format("/sbin/ip link set dev %s up", or_empty(ifname)));
+    if (result == 0 || errno == ECHILD || errno == 0)
+        return status::kSuccess;
+    result = host::run(host::Command::format("/sbin/ifup %s", or_empty(ifname)));
+    return errno == ECHILD ? status::kSuccess : result;
+}
+
+int down(const char* ifname)
+{
+    int result = host::run(host::Command::format("/sbin/ip link set dev %s down", or_empty(ifname)));
+    return errno == ECHILD ? status::kSuccess : result;
+}
+
+} // namespace link_control
+
 int BringLinkUp(char* ifname)
 {
-    return guarded([&] {
-        int result = host::run(host::Command::format("/sbin/ip link set dev %s up", or_empty(ifname)));
-        if (result == 0 || errno == ECHILD || errno == 0)
-            return status::kSuccess;
-        result = host::run(host::Command::format("/sbin/ifup %s", or_empty(ifname)));
-        return errno == ECHILD ? status::kSuccess : result;
-    });
+    return guarded([&] { return link_control::up(ifname); });
 }
 
 int BringLinkDown(char* ifname)
 {
-    return guarded([&] {
-        int result = host::run(host::Command::format("/sbin/ip link set dev %s down", or_empty(ifname)));
-        return errno == ECHILD ? status::kSuccess : result;
-    });
+    return guarded([&] { return link_control::down(ifname); });
 }
 
 int BringLinkIfUp(char* ifname)
 {
-    const host::SerialSection section;
-    errno = 0;
-    if (ifname == nullptr)
-        return status::kSuccess;
     return guarded([&] {
+        errno = 0;
+        if (ifname == nullptr)
+            return status::kSuccess;
         int result = host::run(host::Command::format("ifup %s &>/dev/null &", ifname));
         return errno == ECHILD ? status::kSuccess : result;
     });
@@ -55,10 +63,9 @@ int BringLinkIfUp(char* ifname)
 // as success, as it always has.
 int BringLinkIfDown(char* ifname)
 {
-    const host::SerialSection section;
-    if (ifname == nullptr)
-        return status::kSuccess;
     return guarded([&] {
+        if (ifname == nullptr)
+            return status::kSuccess;
         int result = host::run(host::Command::format("ifdown %s", ifname));
         return errno == ECHILD ? status::kSuccess : result;
     });

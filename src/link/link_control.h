@@ -3,6 +3,7 @@
 #ifndef LINNET_LINK_LINK_CONTROL_H
 #define LINNET_LINK_LINK_CONTROL_H
 
+#include "ifcfg/family.h"
 #include "mxlinnet.h"
 
 // "/sbin/ip link set dev IF up", retried once with "/sbin/ifup IF"; 0, 99 or
@@ -20,5 +21,16 @@ LINNET_EXPORT int BringLinkIfDown(char* ifname);
 LINNET_EXPORT int EnableDeviceConfFile(char* ifname, unsigned char* hwaddr);
 // Takes the link down, then start-on-boot off (ONBOOT=no / STARTMODE='manual').
 LINNET_EXPORT int DisableDeviceConfFile(char* ifname, unsigned char* hwaddr);
+
+// The steps of the operations above, for operations that run them as part of
+// their own work (under the lock and guard the operation already holds).
+namespace link_control {
+
+int up(const char* ifname);
+int down(const char* ifname);
+// Takes the link down first when `enable` is false.
+int set_start_on_boot(ifcfg::HostFamily& hostFamily, char* ifname, unsigned char* hwaddr, bool enable);
+
+} // namespace link_control
 
 #endif

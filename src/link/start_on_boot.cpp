@@ -5,32 +5,33 @@
 #include "api/guard.h"
 #include "status/status.h"
 
-namespace {
-
-int set_start_on_boot(char* ifname, unsigned char* hwaddr, bool enable)
+int link_control::set_start_on_boot(ifcfg::HostFamily& hostFamily, char* ifname, unsigned char* hwaddr, bool enable)
 {
-    const ifcfg::HostFamily detected = ifcfg::detect_family();
-    if (detected.status != status::kSuccess)
-        return detected.status;
+    if (hostFamily.status() != status::kSuccess)
+        return hostFamily.status();
     if (!enable) {
-        int result = BringLinkDown(ifname);
+        int result = link_control::down(ifname);
         if (result != status::kSuccess)
             return result;
     }
     const char* hw = hwaddr != nullptr ? reinterpret_cast<const char*>(hwaddr) : "";
-    if (detected.family == nullptr || !ifcfg::is_file_name_safe(ifname) || !ifcfg::is_value_safe(hw))
+    if (hostFamily.family() == nullptr || !ifcfg::is_file_name_safe(ifname) || !ifcfg::is_value_safe(hw))
         return status::kFileOpen;
-    return detected.family->write_start_on_boot(ifname, hw, enable);
+    return hostFamily.family()->write_start_on_boot(ifname, hw, enable);
 }
-
-} // namespace
 
 int EnableDeviceConfFile(char* ifname, unsigned char* hwaddr)
 {
-    return guarded([&] { return set_start_on_boot(ifname, hwaddr, true); });
+    return guarded([&] {
+        ifcfg::HostFamily hostFamily;
+        return link_control::set_start_on_boot(hostFamily, ifname, hwaddr, true);
+    });
 }
 
 int DisableDeviceConfFile(char* ifname, unsigned char* hwaddr)
 {
-    return guarded([&] { return set_start_on_boot(ifname, hwaddr, false); });
+    return guarded([&] {
+        ifcfg::HostFamily hostFamily;
+        return link_control::set_start_on_boot(hostFamily, ifname, hwaddr, false);
+    });
 }

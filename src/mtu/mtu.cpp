@@ -3,7 +3,6 @@
 
 #include "host/config_file.h"
 #include "ifcfg/family.h"
-#include "host/operation_lock.h"
 #include "api/guard.h"
 #include "api/lists.h"
 #include "api/report.h"
@@ -24,14 +23,14 @@ namespace {
 constexpr unsigned int kMtuLowest = 22;
 constexpr unsigned int kMtuHighest = 10222;
 
-int write_mtu_setting(char* ifname, unsigned int mtu)
+int write_mtu_setting(ifcfg::HostFamily& hostFamily, char* ifname, unsigned int mtu)
 {
-    const ifcfg::HostFamily detected = ifcfg::detect_family();
-    if (detected.status != status::kSuccess)
-        return detected.status;
-    if (detected.family == nullptr || !ifcfg::is_file_name_safe(ifname))
+    if (hostFamily.status() != status::kSuccess)
+        return hostFamily.status();
+    const ifcfg::Family* family = hostFamily.family();
+    if (family == nullptr || !ifcfg::is_file_name_safe(ifname))
         return status::kFileOpen;
-    const std::string path = detected.family->interface_file(ifname);
+    const std::string path = family->interface_file(ifname);
     std::string existing;
     if (!host::read_file(path, existing))
         return status::kFileOpen;
@@ -39,15 +38,12 @@ int write_mtu_setting(char* ifname, unsigned int mtu)
     snprintf(value, sizeof value, "%d", static_cast<int>(mtu));
     host::KeyUpdate update;
     update.key = ifcfg::keys::kMtu.name;
-    update.line = detected.family->setting(ifcfg::keys::kMtu, value);
+    update.line = family->setting(ifcfg::keys::kMtu, value);
     return host::update_key_in_file(path, update, &update.line);
 }
 
-} // namespace
-
-int SetMTUIoctl(const char* ifname, unsigned int mtu)
+int set_mtu_ioctl(const char* ifname, unsigned int mtu)
 {
-    const host::SerialSection section;
     int socketFd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (socketFd < 0)
         return status::kFailure;
@@ -70,40 +66,54 @@ int SetMTUIoctl(const char* ifname, unsigned int mtu)
     return result;
 }
 
+int set_mtu(NetworkAdapter& adapter, char const* ifname, unsigned int mtu)
+{
+    ifcfg::HostFamily hostFamily;
+    inventory::AdapterList list(hostFamily, 0);
+    if (list.status() != status::kSuccess)
+        return list.status();
+    std::string name = ifname != nullptr ? std::string(ifname).substr(0, std::string(ifname).find('@')) : "";
+    const _NetworkDevice* device = list.find(ifname, name);
+    if (device == nullptr)
+        return linnet_report_failure(adapter, status::kNoInterface);
+    if (ifcfg::refuses_file_name(hostFamily, name.c_str()))
+        return status::kFileOpen;
+    int set = set_mtu_ioctl(name.c_str(), mtu);
+    if (set != status::kSuccess)
+        return set;
+    return write_mtu_setting(hostFamily, &name[0], mtu);
+}
+
+int set_mtu_in_file(char* ifname, unsigned int mtu)
+{
+    ifcfg::HostFamily hostFamily;
+    return write_mtu_setting(hostFamily, ifname, mtu);
+}
+
+} // namespace
+
+int SetMTUIoctl(const char* ifname, unsigned int mtu)
+{
+    return guarded([&] { return set_mtu_ioctl(ifname, mtu); });
+}
+
 int NetworkAdapter::SetMtu(char const* name, unsigned int mtu)
 {
-    const host::SerialSection section;
-    return SetMtuWrapper(name, mtu);
+    return guarded([&] { return set_mtu(*this, name, mtu); });
 }
 
-int NetworkAdapter::SetMTUInConfigFile(char* name, char* hwaddr, unsigned int mtu)
+int NetworkAdapter::SetMtuWrapper(char const* name, unsigned int mtu)
 {
-    const host::SerialSection section;
-    return SetMTUInConfigFileWrapper(name, hwaddr, mtu);
+    return guarded([&] { return set_mtu(*this, name, mtu); });
 }
 
-int NetworkAdapter::SetMtuWrapper(char const* ifname, unsigned int mtu)
+// The hardware address is not needed: the file is found by the name.
+int NetworkAdapter::SetMTUInConfigFile(char* name, char*, unsigned int mtu)
 {
-    return guarded([&]() -> int {
-        inventory::AdapterList list(0);
-        if (list.status() != status::kSuccess)
-            return list.status();
-        std::string name = ifname != nullptr ? std::string(ifname).substr(0, std::string(ifname).find('@')) : "";
-        const _NetworkDevice* device = list.find(ifname, name);
-        if (device == nullptr)
-            return linnet_report_failure(*this, status::kNoInterface);
-        if (ifcfg::refuses_file_name(ifcfg::detect_family(), name.c_str()))
-            return status::kFileOpen;
-        int set = SetMTUIoctl(name.c_str(), mtu);
-        if (set != status::kSuccess)
-            return set;
-        char hwaddr[sizeof device->macAddrStr];
-        memcpy(hwaddr, device->macAddrStr, sizeof hwaddr);
-        return SetMTUInConfigFileWrapper(&name[0], hwaddr, mtu);
-    });
+    return guarded([&] { return set_mtu_in_file(name, mtu); });
 }
 
-int NetworkAdapter::SetMTUInConfigFileWrapper(char* ifname, char*, unsigned int mtu)
+int NetworkAdapter::SetMTUInConfigFileWrapper(char* name, char*, unsigned int mtu)
 {
-    return guarded([&] { return write_mtu_setting(ifname, mtu); });
+    return guarded([&] { return set_mtu_in_file(name, mtu); });
 }

@@ -2,6 +2,7 @@
 #ifndef LINNET_VLAN_VLAN_H
 #define LINNET_VLAN_VLAN_H
 
+#include "ifcfg/family.h"
 #include "mxlinnet.h"
 
 // The VLAN's file: ifcfg-PARENT.VID (Red Hat family) or ifcfg-vlanVID (SUSE).
@@ -11,5 +12,14 @@ LINNET_EXPORT int AddVlanIdConffile(char const* parent, unsigned short vlanId, _
 LINNET_EXPORT int check_vlanid_exists(char const* parent, unsigned short vlanId, _NetworkDevice* list);
 // 1 when more than one listed name holds `needle`, else 0.
 LINNET_EXPORT int check_vlan_present(char const* needle, _NetworkDevice* list);
+
+// The VLAN files' work, for operations that hold the lock.
+namespace vlan {
+
+int write_vlan_file(ifcfg::HostFamily& hostFamily, char const* parent, unsigned short vlanId,
+                    _NetworkDevice* parentRecord);
+int remove_vlan_files(ifcfg::HostFamily& hostFamily, char const* parent, unsigned short vlanId);
+
+} // namespace vlan
 
 #endif

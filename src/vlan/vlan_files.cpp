@@ -34,38 +34,49 @@ void remove_alias_files(const ifcfg::Family& family, const std::string& vlanFile
 
 } // namespace
 
+int vlan::write_vlan_file(ifcfg::HostFamily& hostFamily, char const* parent, unsigned short vlanId,
+                          _NetworkDevice* parentRecord)
+{
+    const ifcfg::Family* family = hostFamily.family();
+    if (hostFamily.status() != status::kSuccess || family == nullptr)
+        return hostFamily.status();
+    const char* hwaddr = parentRecord != nullptr ? parentRecord->macAddrStr : "";
+    if (!ifcfg::is_file_name_safe(parent) || !ifcfg::is_value_safe(hwaddr))
+        return status::kFileOpen;
+    return host::replace_file(path_in(*family, family->vlan_file_name(parent, vlanId)),
+                              family->vlan_file(parent, vlanId, hwaddr));
+}
+
+int vlan::remove_vlan_files(ifcfg::HostFamily& hostFamily, char const* parent, unsigned short vlanId)
+{
+    const ifcfg::Family* family = hostFamily.family();
+    if (family == nullptr)
+        return hostFamily.status();
+    if (!ifcfg::is_file_name_safe(parent))
+        return status::kNoInterface;
+    const std::string vlanFile = family->vlan_file_name(parent, vlanId);
+    const std::string path = path_in(*family, vlanFile);
+    if (access(path.c_str(), F_OK) != 0)
+        return status::kNoInterface;
+    if (family->has_vlan_alias_files())
+        remove_alias_files(*family, vlanFile);
+    host::remove_file(path);
+    return hostFamily.status();
+}
+
 int AddVlanIdConffile(char const* parent, unsigned short vlanId, _NetworkDevice* parentRecord)
 {
-    return guarded([&]() -> int {
-        const ifcfg::HostFamily detected = ifcfg::detect_family();
-        if (detected.status != status::kSuccess || detected.family == nullptr)
-            return detected.status;
-        const ifcfg::Family& family = *detected.family;
-        const char* hwaddr = parentRecord != nullptr ? parentRecord->macAddrStr : "";
-        if (!ifcfg::is_file_name_safe(parent) || !ifcfg::is_value_safe(hwaddr))
-            return status::kFileOpen;
-        return host::replace_file(path_in(family, family.vlan_file_name(parent, vlanId)),
-                                  family.vlan_file(parent, vlanId, hwaddr));
+    return guarded([&] {
+        ifcfg::HostFamily hostFamily;
+        return vlan::write_vlan_file(hostFamily, parent, vlanId, parentRecord);
     });
 }
 
 // The record is not needed: the files are found by the parent's name and ID.
 int NetworkAdapter::RemVlanIdConffile(char const* parent, unsigned short vlanId, _NetworkDevice*)
 {
-    return guarded([&]() -> int {
-        const ifcfg::HostFamily detected = ifcfg::detect_family();
-        if (detected.family == nullptr)
-            return detected.status;
-        const ifcfg::Family& family = *detected.family;
-        if (!ifcfg::is_file_name_safe(parent))
-            return status::kNoInterface;
-        const std::string vlanFile = family.vlan_file_name(parent, vlanId);
-        const std::string path = path_in(family, vlanFile);
-        if (access(path.c_str(), F_OK) != 0)
-            return status::kNoInterface;
-        if (family.has_vlan_alias_files())
-            remove_alias_files(family, vlanFile);
-        host::remove_file(path);
-        return detected.status;
+    return guarded([&] {
+        ifcfg::HostFamily hostFamily;
+        return vlan::remove_vlan_files(hostFamily, parent, vlanId);
     });
 }

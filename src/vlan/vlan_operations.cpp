@@ -3,8 +3,7 @@
 
 #include "host/command_runner.h"
 #include "ifcfg/family.h"
-#include "ifcfg/distro.h"
-#include "host/operation_lock.h"
+#include "ifcfg/services.h"
 #include "api/guard.h"
 #include "api/lists.h"
 #include "api/report.h"
@@ -65,120 +64,141 @@ int add_vlan_interface(const char* parent, unsigned short vlanId)
     if (result != 0 && errno != ECHILD && errno != 0)
         return result;
     char vlanName[kSetNameSize] = {};
-    get_vlan_interface_name(parent, vlanId, 0, vlanName);
-    return BringLinkUp(vlanName);
+    inventory::vlan_interface_name(parent, vlanId, vlanName);
+    return link_control::up(vlanName);
+}
+
+int vlan_exists(ifcfg::HostFamily& hostFamily, char const* parent, unsigned short vlanId, _NetworkDevice* list)
+{
+    if (hostFamily.status() != status::kSuccess)
+        return hostFamily.status();
+    char vlanName[kCheckNameSize] = {};
+    inventory::vlan_interface_name(parent, vlanId, vlanName);
+    return inventory::find_adapter(list, vlanName) != nullptr ? status::kVlanExists : status::kSuccess;
 }
 
 } // namespace
 
 int check_vlanid_exists(char const* parent, unsigned short vlanId, _NetworkDevice* list)
 {
-    return guarded([&]() -> int {
-        int distro = kDistroUnknown;
-        int result = get_linux_distro(&distro);
-        if (result != status::kSuccess)
-            return result;
-        char vlanName[kCheckNameSize] = {};
-        get_vlan_interface_name(parent, vlanId, distro, vlanName);
-        return inventory::find_adapter(list, vlanName) != nullptr ? status::kVlanExists : status::kSuccess;
+    return guarded([&] {
+        ifcfg::HostFamily hostFamily;
+        return vlan_exists(hostFamily, parent, vlanId, list);
     });
 }
 
 int check_vlan_present(char const* needle, _NetworkDevice* list)
 {
-    const host::SerialSection section;
-    if (needle == nullptr)
-        return 0;
-    int holders = 0;
-    for (const _NetworkDevice* dev = list; dev != nullptr; dev = dev->next) {
-        if (dev->ifName[0] != '\0' && strstr(dev->ifName, needle) != nullptr)
-            ++holders;
+    return guarded([&] {
+        if (needle == nullptr)
+            return 0;
+        int holders = 0;
+        for (const _NetworkDevice* dev = list; dev != nullptr; dev = dev->next) {
+            if (dev->ifName[0] != '\0' && strstr(dev->ifName, needle) != nullptr)
+                ++holders;
+        }
+        return holders > 1 ? 1 : 0;
+    });
+}
+
+namespace {
+
+int set_vlan(NetworkAdapter& adapter, ifcfg::HostFamily& hostFamily, char const* parent, unsigned short vlanId,
+             int networkManagerEnabled)
+{
+    if (parent == nullptr || strchr(parent, '.') != nullptr || strstr(parent, "vlan") != nullptr)
+        return linnet_report_failure(adapter, status::kNoInterface);
+    if (vlanId < kLowestVlanId || vlanId > kHighestVlanId)
+        return linnet_report_failure(adapter, status::kVlanIdInvalid);
+    inventory::AdapterList list(hostFamily, 0);
+    int result = list.status();
+    if (result != status::kSuccess)
+        return result;
+    if (list.empty())
+        return linnet_report_failure(adapter, status::kNoInterface);
+    // One VLAN ID per host, whichever parent carries it.
+    if (vlan_id_in_use(list.head(), vlanId))
+        return linnet_report_failure(adapter, status::kVlanIdInUse);
+    _NetworkDevice* parentRecord = list.find(parent);
+    if (parentRecord == nullptr)
+        return linnet_report_failure(adapter, status::kNoInterface);
+    if (parentRecord->isEnabled != 1)
+        return linnet_report_failure(adapter, status::kParentDisabled);
+    result = vlan_exists(hostFamily, parent, vlanId, list.head());
+    if (result != status::kSuccess)
+        return linnet_report_failure(adapter, result);
+    if (networkManagerEnabled == 0 && ifcfg::refuses_file_name(hostFamily, parent))
+        return status::kFileOpen;
+
+    result = add_vlan_interface(parent, vlanId);
+    // NetworkManager would override the file, so none is written.
+    if (networkManagerEnabled != 0 || result != status::kSuccess)
+        return result;
+    return vlan::write_vlan_file(hostFamily, parent, vlanId, parentRecord);
+}
+
+int remove_vlan(NetworkAdapter& adapter, char const* parent, unsigned short vlanId)
+{
+    // Unlike creation, ID 0 passes here and goes on to the search.
+    if (parent == nullptr || vlanId > kHighestVlanId)
+        return linnet_report_failure(adapter, status::kNoInterface);
+    printf("RemoveVlanWrapper:: Start %s:%d\n", parent, vlanId);
+    ifcfg::HostFamily hostFamily;
+    const int distro = hostFamily.distro();
+    char vlanName[kRemoveNameSize] = {};
+    inventory::vlan_interface_name(parent, vlanId, vlanName);
+
+    inventory::AdapterList list(hostFamily, 0);
+    int result = list.status();
+    if (result != status::kSuccess)
+        return result;
+    _NetworkDevice* vlan = find_vlan(list.head(), vlanName, vlanId);
+    if (vlan == nullptr)
+        return linnet_report_failure(adapter, status::kNoInterface);
+    const char* format = remove_command_for(distro);
+    if (format == nullptr)
+        return status::kFailure;
+    char commandText[kCommandSize] = {};
+    snprintf(commandText, sizeof commandText, format, vlanName);
+    printf("RemoveVlanWrapper:: Execute %s\n", commandText);
+
+    // The tool's output and exit status say nothing the files do not.
+    std::string output;
+    if (host::capture(host::Command::format(format, vlanName), output) != 0) {
+        perror("popen");
+        return kCommandNotStarted;
     }
-    return holders > 1 ? 1 : 0;
+    vlan::remove_vlan_files(hostFamily, parent, vlanId);
+    return status::kSuccess;
 }
 
-int NetworkAdapter::SetVlanId(char const* parent, unsigned short vlanId, unsigned char flag)
-{
-    const host::SerialSection section;
-    return SetVlanIdWrapper(parent, vlanId, flag, isNetworkManagerEnabled() ? 1 : 0);
-}
+} // namespace
 
-int NetworkAdapter::RemoveVlan(char const* parent, unsigned short vlanId)
+int NetworkAdapter::SetVlanId(char const* parent, unsigned short vlanId, unsigned char)
 {
-    const host::SerialSection section;
-    return RemoveVlanWrapper(parent, vlanId);
+    return guarded([&] {
+        ifcfg::HostFamily hostFamily;
+        const int networkManagerEnabled = ifcfg::network_manager_in_charge(hostFamily) ? 1 : 0;
+        return set_vlan(*this, hostFamily, parent, vlanId, networkManagerEnabled);
+    });
 }
 
 // The flag is part of the interface and has no meaning.
 int NetworkAdapter::SetVlanIdWrapper(char const* parent, unsigned short vlanId, unsigned char,
                                      int networkManagerEnabled)
 {
-    return guarded([&]() -> int {
-        if (parent == nullptr || strchr(parent, '.') != nullptr || strstr(parent, "vlan") != nullptr)
-            return linnet_report_failure(*this, status::kNoInterface);
-        if (vlanId < kLowestVlanId || vlanId > kHighestVlanId)
-            return linnet_report_failure(*this, status::kVlanIdInvalid);
-        inventory::AdapterList list(0);
-        int result = list.status();
-        if (result != status::kSuccess)
-            return result;
-        if (list.empty())
-            return linnet_report_failure(*this, status::kNoInterface);
-        // One VLAN ID per host, whichever parent carries it.
-        if (vlan_id_in_use(list.head(), vlanId))
-            return linnet_report_failure(*this, status::kVlanIdInUse);
-        _NetworkDevice* parentRecord = list.find(parent);
-        if (parentRecord == nullptr)
-            return linnet_report_failure(*this, status::kNoInterface);
-        if (parentRecord->isEnabled != 1)
-            return linnet_report_failure(*this, status::kParentDisabled);
-        result = check_vlanid_exists(parent, vlanId, list.head());
-        if (result != status::kSuccess)
-            return linnet_report_failure(*this, result);
-        if (networkManagerEnabled == 0 && ifcfg::refuses_file_name(ifcfg::detect_family(), parent))
-            return status::kFileOpen;
-
-        result = add_vlan_interface(parent, vlanId);
-        // NetworkManager would override the file, so none is written.
-        if (networkManagerEnabled != 0 || result != status::kSuccess)
-            return result;
-        return AddVlanIdConffile(parent, vlanId, parentRecord);
+    return guarded([&] {
+        ifcfg::HostFamily hostFamily;
+        return set_vlan(*this, hostFamily, parent, vlanId, networkManagerEnabled);
     });
+}
+
+int NetworkAdapter::RemoveVlan(char const* parent, unsigned short vlanId)
+{
+    return guarded([&] { return remove_vlan(*this, parent, vlanId); });
 }
 
 int NetworkAdapter::RemoveVlanWrapper(char const* parent, unsigned short vlanId)
 {
-    return guarded([&]() -> int {
-        // Unlike creation, ID 0 passes here and goes on to the search.
-        if (parent == nullptr || vlanId > kHighestVlanId)
-            return linnet_report_failure(*this, status::kNoInterface);
-        printf("RemoveVlanWrapper:: Start %s:%d\n", parent, vlanId);
-        int distro = kDistroUnknown;
-        get_linux_distro(&distro);
-        char vlanName[kRemoveNameSize] = {};
-        get_vlan_interface_name(parent, vlanId, distro, vlanName);
-
-        inventory::AdapterList list(0);
-        int result = list.status();
-        if (result != status::kSuccess)
-            return result;
-        _NetworkDevice* vlan = find_vlan(list.head(), vlanName, vlanId);
-        if (vlan == nullptr)
-            return linnet_report_failure(*this, status::kNoInterface);
-        const char* format = remove_command_for(distro);
-        if (format == nullptr)
-            return status::kFailure;
-        char commandText[kCommandSize] = {};
-        snprintf(commandText, sizeof commandText, format, vlanName);
-        printf("RemoveVlanWrapper:: Execute %s\n", commandText);
-
-        // The tool's output and exit status say nothing the files do not.
-        std::string output;
-        if (host::capture(host::Command::format(format, vlanName), output) != 0) {
-            perror("popen");
-            return kCommandNotStarted;
-        }
-        RemVlanIdConffile(parent, vlanId, vlan);
-        return status::kSuccess;
-    });
+    return guarded([&] { return remove_vlan(*this, parent, vlanId); });
 }

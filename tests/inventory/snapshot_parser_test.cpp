@@ -25,7 +25,8 @@ Parsed parse(const std::string& text, int withAddresses = 1)
     _NetworkDevice* cursor = head;
     std::istringstream snapshot(text);
     Parsed parsed;
-    parsed.result = inventory::parse_link_snapshot(snapshot, &cursor, withAddresses);
+    ifcfg::HostFamily hostFamily;
+    parsed.result = inventory::parse_link_snapshot(snapshot, &cursor, withAddresses, hostFamily);
     for (_NetworkDevice* dev = head; dev != nullptr; dev = dev->next) {
         parsed.devices.push_back(*dev);
         parsed.addresses.emplace_back();
