@@ -13,6 +13,9 @@
 namespace ipaddr {
 
 namespace keys = ifcfg::keys;
+using keys::assignment;
+using keys::plain;
+using keys::quoted;
 
 namespace {
 
@@ -106,24 +109,6 @@ std::vector<RawLine> raw_lines(const std::string& text)
     for (size_t i = 0; i < split.size(); ++i)
         lines.push_back({std::move(split[i]), i + 1 < split.size() || lastTerminated});
     return lines;
-}
-
-// "KEY=", what a line that sets the key holds.
-std::string assignment(const keys::Key& key)
-{
-    return std::string(key.name) + "=";
-}
-
-// KEY=value, a Red Hat line.
-std::string plain(const keys::Key& key, std::string_view value)
-{
-    return assignment(key).append(value).append("\n");
-}
-
-// KEY='value', a SUSE line.
-std::string quoted(const keys::Key& key, std::string_view value)
-{
-    return std::string(key.name).append("='").append(value).append("'\n");
 }
 
 // KEY<index>='value', a numbered SUSE line.

@@ -9,26 +9,11 @@
 namespace dhcp {
 
 namespace keys = ifcfg::keys;
+using keys::assignment;
+using keys::plain;
+using keys::quoted;
 
 namespace {
-
-// "KEY=", what a line that sets the key holds.
-std::string assignment(const keys::Key& key)
-{
-    return std::string(key.name) + "=";
-}
-
-// KEY=value, a Red Hat line.
-std::string plain(const keys::Key& key, std::string_view value)
-{
-    return assignment(key).append(value).append("\n");
-}
-
-// KEY='value', a SUSE line.
-std::string quoted(const keys::Key& key, std::string_view value)
-{
-    return std::string(key.name).append("='").append(value).append("'\n");
-}
 
 std::string suse_dhcp_line()
 {

@@ -11,6 +11,7 @@
 #ifndef LINNET_IFCFG_KEYS_H
 #define LINNET_IFCFG_KEYS_H
 
+#include <string>
 #include <string_view>
 
 namespace ifcfg::keys {
@@ -47,6 +48,24 @@ constexpr Key kNmName{"_nm_name", kPlain, kSuse};
 // /etc/sysconfig/network/config (SUSE).
 constexpr Key kNetworking{"NETWORKING", kPlain, kRedHat};
 constexpr Key kNetworkManager{"NETWORKMANAGER", kPlain, kSuse};
+
+// "KEY=", what a line that sets the key holds.
+inline std::string assignment(const Key& key)
+{
+    return std::string(key.name) + "=";
+}
+
+// KEY=value, a Red Hat line.
+inline std::string plain(const Key& key, std::string_view value)
+{
+    return assignment(key).append(value).append("\n");
+}
+
+// KEY='value', a SUSE line.
+inline std::string quoted(const Key& key, std::string_view value)
+{
+    return std::string(key.name).append("='").append(value).append("'\n");
+}
 
 } // namespace ifcfg::keys
 

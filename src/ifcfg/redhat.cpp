@@ -21,6 +21,8 @@ namespace ifcfg {
 
 namespace {
 
+using keys::plain;
+
 constexpr int kPrimaryAlias = -1;
 // The VLAN writer's buffers: one per line, one for the file name.
 constexpr size_t kLineSize = 80;
@@ -75,11 +77,6 @@ int next_alias(const char* directory, const std::string& ifname, int& scanned)
             ++alias;
     }
     return alias == kPrimaryAlias && ownFile ? 0 : alias;
-}
-
-std::string plain(const keys::Key& key, const std::string& value)
-{
-    return std::string(key.name) + "=" + value + "\n";
 }
 
 std::string alias_file(const std::string& label, int alias, const char* hwaddr, const char* address,

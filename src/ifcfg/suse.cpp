@@ -20,17 +20,14 @@ namespace ifcfg {
 
 namespace {
 
+using keys::quoted;
+
 // The buffers the pid file's path is made in: the switch to DHCP's, and the
 // one of the stop before a static address.
 constexpr size_t kSwitchPidPathSize = 160;
 constexpr size_t kStopPidPathSize = 80;
 constexpr size_t kLineSize = 80;
 constexpr size_t kNameSize = 160;
-
-std::string quoted(const keys::Key& key, const std::string& value)
-{
-    return std::string(key.name) + "='" + value + "'\n";
-}
 
 class Suse final : public Family {
 public:
