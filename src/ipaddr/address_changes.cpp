@@ -25,9 +25,6 @@
 namespace {
 
 using ipaddr::alias_label;
-using ipaddr::kLabelSize;
-using ipaddr::kPrimaryAlias;
-using ipaddr::or_empty;
 
 // The record with `address` and its place in the list (from 1), or null.
 _IpAddress* find_address(_IpAddress* list, const unsigned char* address, int& position)
@@ -51,8 +48,7 @@ int add_all_addresses(const std::string& ifname, _IpAddress* list)
         std::string addressPrefix = ipaddr::record_address_prefix(*record);
         // Re-added as they always were: a negative number under the bare name.
         std::string label = record->aliasIndex >= 0 ? alias_label(ifname, record->aliasIndex) : ifname;
-        std::string name = ifname;
-        int added = ipaddr::add_address(name.c_str(), addressPrefix.c_str(), broadcast, label.c_str());
+        int added = ipaddr::add_address(ifname.c_str(), addressPrefix.c_str(), broadcast, label.c_str());
         if (result == status::kSuccess)
             result = added;
     }
