@@ -1,7 +1,8 @@
-// The bytes the application reads: flattened lists, the status table and the
-// version record.
+// The bytes the application reads: flattened lists, the status table, the
+// version record, and the model table as the application may change it.
 #include "api/globals.h"
 #include "api/lists.h"
+#include "inventory/card_table.h"
 #include "status/status.h"
 #include "mxlinnet.h"
 
@@ -130,17 +131,6 @@ TEST(StatusTable, RowsCodesAndTexts)
         EXPECT_EQ(message == nullptr, code == -1);
         EXPECT_LE(message ? strlen(message) : 0, 84u);
     }
-
-    NetworkAdapter adapter;
-    EXPECT_STREQ(adapter.GetErrStr(0), "Success");
-    EXPECT_STREQ(adapter.GetErrStr(98), "Not able to open file");
-    EXPECT_STREQ(adapter.GetErrStr(53), "Input VLAN ID value is Invalid.");
-    EXPECT_STREQ(adapter.GetErrStr(100),
-                 "Interface Index NOT found / NOT a valid interface / interface config file not found.");
-    EXPECT_EQ(strlen(adapter.GetErrStr(100)), 84u);
-    EXPECT_STREQ(adapter.GetErrStr(512), "RTNETLINK answers: File exists.");
-    for (int missing : {112, 120, -1, 54, 61, 2, 97, 513})
-        EXPECT_EQ(adapter.GetErrStr(missing), nullptr) << missing;
 }
 
 TEST(Version, NameAndNumberBytes)
@@ -154,4 +144,20 @@ TEST(Version, NameAndNumberBytes)
     EXPECT_EQ(std::string(version.name + 12, 8), std::string(8, '\xAA')) << "name bytes past the NUL were written";
     EXPECT_EQ(le32(bytes + 20), 0x000D0002u);
     EXPECT_NE(adapter.GetLibVersion(nullptr), 0);
+}
+
+// The application can change the rows; the lookup takes the first match and
+// reads nothing after the end row.
+TEST(CardTable, LookupTakesTheFirstMatchAndStopsAtTheEndRow)
+{
+    const LinNetCardDescRow saved[2] = {LinNetCardDescStr[10], LinNetCardDescStr[20]};
+    LinNetCardDescStr[20] = {LinNetCardDescStr[30].deviceId, "first"};
+    const char* first = card_description(LinNetCardDescStr[30].deviceId);
+    LinNetCardDescStr[10].deviceId = -1;
+    const char* beyond = card_description(LinNetCardDescStr[11].deviceId);
+    LinNetCardDescStr[10] = saved[0];
+    LinNetCardDescStr[20] = saved[1];
+    EXPECT_STREQ(first, "first");
+    EXPECT_EQ(beyond, nullptr);
+    EXPECT_EQ(card_description(LinNetCardDescStr[11].deviceId), +LinNetCardDescStr[11].description);
 }
