@@ -1,0 +1,634 @@
+// The libFuzzer harness of every reader of text the library takes in. The
+// input's first byte picks the reader (its place in kReaders, modulo their
+// number); the reader takes its parameters from the next bytes (integers from
+// the end, as FuzzedDataProvider hands them out) and the text from the rest,
+// then checks what the code guarantees. A broken check aborts, which
+// libFuzzer keeps as a crash.
+#include "api/conversions.h"
+#include "api/lists.h"
+#include "diag/address_check.h"
+#include "diag/hop_record.h"
+#include "diag/ping_text.h"
+#include "diag/socket_table.h"
+#include "diag/tool_output.h"
+#include "diag/traceroute_text.h"
+#include "dns/dns_rules.h"
+#include "gateway/gateway_rules.h"
+#include "host/config_file.h"
+#include "ifcfg/address_rules.h"
+#include "ifcfg/dhcp_rules.h"
+#include "ifcfg/distro.h"
+#include "ifcfg/family.h"
+#include "ifcfg/gateway_rules.h"
+#include "inventory/snapshot.h"
+#include "inventory/vlan_tables.h"
+#include "ipaddr/address_text.h"
+
+#include <fuzzer/FuzzedDataProvider.h>
+
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <sstream>
+
+namespace {
+
+[[noreturn]] void invariant_broken(const char* what, int line)
+{
+    fprintf(stderr, "fuzz.cpp:%d: invariant broken: %s\n", line, what);
+    abort();
+}
+// Like assert, but never compiled out.
+#define CHECK(condition) ((condition) ? (void)0 : invariant_broken(#condition, __LINE__))
+
+using Data = FuzzedDataProvider;
+using Lines = std::vector<std::string>;
+
+bool has(std::string_view text, std::string_view needle)
+{
+    return text.find(needle) != std::string_view::npos;
+}
+
+// Up to `most` characters of the input without NUL and those in `dropped`.
+std::string word(Data& data, size_t most, std::string_view dropped = " \t\n\r\v\f='\"#|")
+{
+    std::string text;
+    for (char c : data.ConsumeRandomLengthString(most))
+        text += c != '\0' && dropped.find(c) == std::string_view::npos ? std::string(1, c) : "";
+    return text;
+}
+
+// A non-empty interface name: lower-case letters, digits, '.', '_' and '-'.
+std::string name(Data& data, size_t most)
+{
+    std::string text;
+    for (char c : data.ConsumeRandomLengthString(most)) {
+        const char lower = static_cast<char>(tolower(static_cast<unsigned char>(c)));
+        text +=
+            isalnum(static_cast<unsigned char>(lower)) || (c != '\0' && strchr("._-", c)) ? std::string(1, lower) : "";
+    }
+    return text.empty() ? "eth0" : text;
+}
+
+std::string dotted(const unsigned char* b)
+{
+    return std::to_string(b[0]) + "." + std::to_string(b[1]) + "." + std::to_string(b[2]) + "." + std::to_string(b[3]);
+}
+
+std::string dotted_quad(Data& data)
+{
+    unsigned char bytes[4];
+    for (unsigned char& byte : bytes)
+        byte = data.ConsumeIntegral<unsigned char>();
+    return dotted(bytes);
+}
+
+// The lines of a text, without their line feeds; `cut` cuts each at a NUL as
+// the file readers do.
+Lines lines_of(std::string_view text, bool cut = false)
+{
+    Lines lines;
+    for (size_t start = 0, end = 0; start < text.size(); start = end + 1) {
+        end = std::min(text.find('\n', start), text.size());
+        const std::string line(text.substr(start, end - start));
+        lines.push_back(cut ? line.substr(0, line.find('\0')) : line);
+    }
+    return lines;
+}
+
+Lines kept(const Lines& lines, bool (*keep)(const std::string&))
+{
+    Lines out;
+    std::copy_if(lines.begin(), lines.end(), std::back_inserter(out), keep);
+    return out;
+}
+
+std::string ended(std::string text)
+{
+    return text.empty() || text.back() == '\n' ? text : text + "\n";
+}
+
+// The link snapshot parser on any "ip addr show" text, with and without addresses.
+void snapshot(Data& data)
+{
+    static NetworkAdapter adapter; // sets the list link size
+    const std::string text = data.ConsumeRemainingBytesAsString();
+    for (int withAddresses = 0; withAddresses < 2; ++withAddresses) {
+        _NetworkDevice* head = new_device_node();
+        _NetworkDevice* cursor = head;
+        std::istringstream in(text);
+        ifcfg::HostFamily hostFamily;
+        inventory::parse_link_snapshot(in, &cursor, withAddresses, hostFamily);
+        free_NetDev_List(head);
+    }
+}
+
+// A reported route is cut from its line; a default route put after the rest
+// (when the scan reaches it) is the one that wins.
+void route(Data& data)
+{
+    const std::string via = dotted_quad(data);
+    const std::string device = word(data, 20);
+    std::string text = data.ConsumeRemainingBytesAsString();
+    const gateway::RouteScan scan = gateway::scan_default_routes(text);
+    CHECK(scan.defaultRoutes >= 0);
+    for (const std::string& line : lines_of(text, true)) {
+        if (std::optional<gateway::DefaultRoute> r = gateway::parse_default_route(line))
+            CHECK(has(line, "default") && has(line, r->gateway) && has(line, r->device) && !has(r->device, " "));
+    }
+    if (has(text, std::string(1, '\0')) || has(text, "\n\n") || (!text.empty() && text[0] == '\n'))
+        return;
+    text = ended(text) + "default via " + via + " dev " + device + " proto static metric 100 \n";
+    const gateway::RouteScan after = gateway::scan_default_routes(text);
+    CHECK(after.defaultRoutes == scan.defaultRoutes + 1 && after.last.gateway == via && after.last.device == device);
+}
+
+// The gateway buffer receives at most 15 characters and a NUL, only a scanned
+// value counts, and a gateway the setter wrote reads back.
+void gateway_config(Data& data)
+{
+    const std::string ifname = name(data, 16);
+    const std::string via = dotted_quad(data);
+    const std::string text = data.ConsumeRemainingBytesAsString();
+    using Copy = gateway::ConfiguredGateway::Copy;
+    for (const gateway::ConfiguredGateway& c :
+         {gateway::gateway_from_interface_file(text), gateway::gateway_from_routes_file(text, ifname)}) {
+        CHECK((c.lineFound || c.copy == Copy::None) && (!c.usable || c.copy == Copy::Terminated));
+        CHECK(c.copy != Copy::Terminated
+              || (!c.text.empty() && c.text.size() <= 15 && c.text.find_first_of(" \t\n\r\v\f") == std::string::npos));
+    }
+    if (has(text, "dhcp"))
+        return;
+    const auto interfaceFile =
+        gateway::gateway_from_interface_file(host::apply_key_update(text, {"GATEWAY", "GATEWAY=" + via + "\n"}));
+    const auto routesFile = gateway::gateway_from_routes_file(
+        host::apply_key_update(text, {"default", "default " + via + " - " + ifname + " \n"}), ifname);
+    for (const gateway::ConfiguredGateway& c : {interfaceFile, routesFile})
+        CHECK(c.lineFound && c.usable && c.text == via);
+}
+
+bool names_entry(const std::string& line)
+{
+    return !line.empty() && line[0] != '#' && has(line, "nameserver");
+}
+
+// resolv.conf with every entry line holding `address` put as `replacement`.
+std::string edited(const std::string& text, const std::string& address, const std::string& replacement)
+{
+    std::string out;
+    for (size_t start = 0, end = 0; start < text.size(); start = end) {
+        end = std::min(text.find('\n', start), text.size() - 1) + 1;
+        const std::string line = text.substr(start, end - start);
+        out += names_entry(line) && has(line, address) ? replacement : line;
+    }
+    return out;
+}
+
+// The resolv.conf rules: entries fit their buffer; where every line fits one
+// read, the edits do what they do line by line; an addition is listed last.
+void resolv(Data& data)
+{
+    const std::string address = word(data, 40, "\n");
+    const std::string replacement = word(data, 40, "\n");
+    const std::string text = data.ConsumeRemainingBytesAsString();
+    const Lines entries = dns::entry_texts(text);
+    for (const std::string& entry : entries)
+        CHECK(entry.size() < dns::kLineBufferSize && !has(entry, "\n"));
+    CHECK(dns::without_entry(text, "").matched == static_cast<uint8_t>(entries.size()));
+    const std::string newLine = dns::name_server_line(replacement, dns::kLineBufferSize);
+    CHECK(newLine.size() < dns::kLineBufferSize);
+    const dns::Edit deleted = dns::without_entry(text, address);
+    const dns::Edit replaced = dns::with_entry_replaced(text, address, newLine);
+    for (const dns::Edit& edit : {deleted, replaced})
+        CHECK(has(text, address) || (edit.matched == 0 && (has(text, std::string(1, '\0')) || edit.text == text)));
+    const Lines lines = lines_of(text);
+    if (!has(text, std::string(1, '\0'))
+        && std::all_of(lines.begin(), lines.end(), [](const std::string& l) { return l.size() <= 78; })) {
+        Lines listed;
+        for (const std::string& line : kept(lines, [](const std::string& l) { return names_entry(l); }))
+            listed.push_back(line.substr(std::min(line.find("nameserver") + 11, line.size())));
+        CHECK(entries == listed);
+        CHECK(deleted.text == edited(text, address, "") && replaced.text == edited(text, address, newLine));
+    }
+    const std::string added = dns::name_server_line(address, dns::kAddLineBufferSize);
+    CHECK(added.size() < dns::kAddLineBufferSize);
+    if ((text.empty() || text.back() == '\n') && address.size() + 12 < dns::kLineBufferSize)
+        CHECK(!dns::entry_texts(text + added).empty() && dns::entry_texts(text + added).back() == address);
+}
+
+// The start-on-boot, MTU and gateway rewrites: every line holding the key
+// becomes the setting, every other line stays, each rewrite adds an empty line.
+void ifcfg_keys(Data& data)
+{
+    static constexpr const ifcfg::keys::Key* kKeys[] = {&ifcfg::keys::kOnBoot, &ifcfg::keys::kStartMode,
+                                                        &ifcfg::keys::kMtu, &ifcfg::keys::kGateway};
+    const ifcfg::Family* family = ifcfg::family_for(data.ConsumeBool() ? kDistroSuse : kDistroRedHat);
+    const std::string value = dotted_quad(data);
+    host::KeyUpdate update;
+    if (data.ConsumeBool()) {
+        update = {"default", "default " + value + " - " + name(data, 16) + " \n"};
+    } else {
+        const ifcfg::keys::Key& key = *kKeys[data.ConsumeIntegralInRange<size_t>(0, 3)];
+        update = {std::string(key.name), family->setting(key, value)};
+    }
+    const std::string text = data.ConsumeRemainingBytesAsString();
+    const std::string rewritten = host::apply_key_update(text, update);
+    Lines others;
+    bool set = false;
+    for (const std::string& line : lines_of(rewritten)) {
+        CHECK(!has(line, update.key) || line + "\n" == update.line);
+        set = set || has(line, update.key);
+        if (!has(line, update.key))
+            others.push_back(line);
+    }
+    Lines before;
+    for (const std::string& line : host::split_lines(text, host::FinalRead::KeptAsEmptyLine))
+        if (!has(line, update.key))
+            before.push_back(line);
+    CHECK(set && others == before);
+    CHECK(host::apply_key_update(rewritten, update) == rewritten + "\n");
+}
+
+bool is_comment(const std::string& line)
+{
+    return !line.empty() && line[0] == '#';
+}
+
+// Lines no address rewrite touches: those holding none of its keys.
+bool neutral(const std::string& line)
+{
+    return !is_comment(line) && !line.empty() && !has(line, "BOOTPROTO") && !has(line, "IPADDR")
+           && !has(line, "NETMASK") && !has(line, "LABEL");
+}
+
+int prefix_of(std::string netmask)
+{
+    return get_masknum_from_string(reinterpret_cast<unsigned char*>(&netmask[0]));
+}
+
+// The address-modify rewrites keep comments and other lines and set every
+// address line; the stored address reads back; new files hold the address.
+void address_files(Data& data)
+{
+    ipaddr::AddressChange change;
+    const bool suse = data.ConsumeBool();
+    change.ifname = name(data, 16);
+    change.address = dotted_quad(data);
+    change.netmask = dotted_quad(data);
+    for (int i = 0; i < 6; ++i)
+        change.hwaddr += (i > 0 ? ":" : "") + std::to_string(data.ConsumeIntegral<unsigned char>());
+    change.aliasNumber = data.ConsumeIntegralInRange(-1, 8);
+    change.position = data.ConsumeIntegralInRange(1, 10);
+    const std::string text = data.ConsumeRemainingBytesAsString();
+    bool found = false;
+    const std::string rewritten =
+        suse ? ipaddr::rewrite_suse_modified(text, change, found) : ipaddr::rewrite_redhat_modified(text, change);
+    const Lines lines = lines_of(rewritten);
+    CHECK(kept(lines, is_comment) == kept(lines_of(text, true), is_comment));
+    CHECK(kept(lines, neutral) == kept(lines_of(text, true), neutral));
+    if (suse) {
+        CHECK(!rewritten.empty() && rewritten.back() == '\n' && (found || has(text, "BOOTPROTO")));
+    } else {
+        bool addressLine = false, netmaskLine = false;
+        for (const std::string& line : lines) {
+            if (is_comment(line) || has(line, "BOOTPROTO"))
+                continue;
+            CHECK(!has(line, "IPADDR") || line == "IPADDR=" + change.address);
+            CHECK(has(line, "IPADDR") || !has(line, "NETMASK") || line == "NETMASK=" + change.netmask);
+            addressLine = addressLine || has(line, "IPADDR");
+            netmaskLine = netmaskLine || (has(line, "NETMASK") && !has(line, "IPADDR"));
+        }
+        int isDhcp = 0;
+        if (addressLine && !has(rewritten, "dhcp") && !has(rewritten, "PREFIX="))
+            CHECK(ipaddr::stored_address(rewritten, isDhcp, "unset")
+                      == change.address + "/" + std::to_string(netmaskLine ? prefix_of(change.netmask) : 0)
+                  && isDhcp == 0);
+    }
+    int isDhcp = 0;
+    CHECK(ipaddr::stored_address(ipaddr::new_redhat_address_file(change), isDhcp, "")
+              == change.address + "/" + std::to_string(prefix_of(change.netmask))
+          && isDhcp == 0);
+    CHECK(has(ipaddr::new_suse_address_file(change), "IPADDR='" + change.address + "'\n"));
+    isDhcp = data.ConsumeBool() ? 1 : 0;
+    ipaddr::stored_address(text, isDhcp, change.address);
+}
+
+// Whether `part` is `whole` with some lines left out.
+bool is_subsequence(const Lines& part, const Lines& whole)
+{
+    auto at = whole.begin();
+    for (const std::string& line : part) {
+        at = std::find(at, whole.end(), line);
+        if (at++ == whole.end())
+            return false;
+    }
+    return true;
+}
+
+// SUSE alias entries: removal keeps lines byte for byte, and an entry just
+// appended is removed again whole.
+void suse_alias(Data& data)
+{
+    const std::string address = dotted_quad(data);
+    const std::string netmask = dotted_quad(data);
+    const std::string other = word(data, 20);
+    const std::string text = data.ConsumeRemainingBytesAsString();
+    for (const std::string& target : {address, other}) {
+        bool removed = false;
+        const Lines left = lines_of(ipaddr::without_suse_entry(text, target, removed));
+        CHECK(is_subsequence(left, lines_of(text, true)) && (!removed || left.size() < lines_of(text, true).size()));
+    }
+    const ipaddr::SuseAppend entry = ipaddr::suse_entry_to_append(text, address, netmask);
+    CHECK(has(entry.text, "'" + address + "'\n") && has(entry.text, "'" + netmask + "'\n"));
+    if (!entry.indexed || (!text.empty() && text.back() != '\n'))
+        return;
+    CHECK(has(entry.text, "LABEL") && has(entry.text, "='" + std::to_string(entry.label) + "'\n"));
+    bool removedBefore = false, removed = false;
+    const std::string before = ipaddr::without_suse_entry(text, address, removedBefore);
+    CHECK(ipaddr::without_suse_entry(text + entry.text, address, removed) == before && removed);
+}
+
+bool reads_as_dhcp(const std::string& text)
+{
+    int isDhcp = 0;
+    ipaddr::stored_address(text, isDhcp, "");
+    return isDhcp == 1;
+}
+
+// The switch to DHCP: the file reads as DHCP with no static address, and a
+// second switch changes nothing more (Red Hat: one more empty line); a pid
+// file names only another ordinary process.
+void dhcp(Data& data)
+{
+    const pid_t self = data.ConsumeIntegralInRange<pid_t>(1, INT_MAX);
+    const std::string ifName = word(data, 40, "");
+    const std::string text = data.ConsumeRemainingBytesAsString();
+    CHECK(ifName.compare(0, dhcp::config_name(ifName).size(), dhcp::config_name(ifName)) == 0);
+    const std::string redhat = dhcp::dhcp_text_redhat(text);
+    CHECK(reads_as_dhcp(redhat) && dhcp::dhcp_text_redhat(redhat) == redhat + "\n");
+    for (const std::string& line : lines_of(redhat)) {
+        const std::string key = line.substr(0, line.find('='));
+        CHECK(!has(key, "IPADDR") && !has(key, "NETMASK") && (!has(line, "BOOTPROTO") || line == "BOOTPROTO=dhcp"));
+    }
+    const std::string suse = dhcp::dhcp_text_suse(text);
+    CHECK(reads_as_dhcp(suse) && dhcp::dhcp_text_suse(suse) == suse);
+    const pid_t pid = dhcp::pid_to_kill(text.c_str(), self);
+    CHECK(pid == 0
+          || (pid >= 2 && pid != self && static_cast<unsigned long>(pid) == strtoul(text.c_str(), nullptr, 10)));
+}
+
+uint32_t little_endian(const unsigned char* b)
+{
+    return b[0] | b[1] << 8 | b[2] << 16 | static_cast<uint32_t>(b[3]) << 24;
+}
+
+// /proc/net/tcp and udp: a table read line by line into one record, then a
+// socket line of the input's fields, which the record must hold.
+void socket_table(Data& data)
+{
+    const uint8_t protocol = data.ConsumeBool() ? diag::kProtocolTcp : diag::kProtocolUdp;
+    const uint32_t local = data.ConsumeIntegral<uint32_t>();
+    const uint16_t localPort = data.ConsumeIntegral<uint16_t>();
+    const uint32_t remote = data.ConsumeIntegral<uint32_t>();
+    const uint16_t remotePort = data.ConsumeIntegral<uint16_t>();
+    const uint8_t state = data.ConsumeIntegral<uint8_t>();
+    const std::string table = data.ConsumeRemainingBytesAsString();
+    _ConnectionEntry record{};
+    diag::LineReader lines(table);
+    char line[diag::kSocketLineSize];
+    lines.next(line, sizeof line); // the column header
+    while (lines.next(line, sizeof line)) {
+        line[strcspn(line, "\n")] = '\0';
+        diag::read_socket_line(line, protocol, &record);
+        CHECK(record.protocol == protocol);
+    }
+    snprintf(line, sizeof line,
+             "   7: %08X:%04X %08X:%04X %02X 00000000:00000000 00:00000000 00000000     0        0 "
+             "12345 1 0000000000000000 100 0 0 10 0",
+             local, localPort, remote, remotePort, state);
+    diag::read_socket_line(line, protocol, &record);
+    const uint8_t stored = state == (protocol == diag::kProtocolTcp ? 0x0A : 0x07) ? 2 : state == 0x01 ? 5 : state;
+    CHECK(record.protocol == protocol && record.state == stored);
+    CHECK(little_endian(record.localAddress) == local && record.localPort == localPort);
+    CHECK(little_endian(record.remoteAddress) == remote && record.remotePort == remotePort);
+}
+
+// The VLAN tables: a VLAN's lines put after the rest are found when nothing
+// before them matches.
+void vlan_proc(Data& data)
+{
+    const std::string parent = name(data, 15);
+    const unsigned short id = data.ConsumeIntegralInRange<unsigned short>(1, 4094);
+    const std::string vlan = parent + "." + std::to_string(id);
+    const std::string text = data.ConsumeRemainingBytesAsString();
+    inventory::vlan_id_in(text);
+    inventory::vlan_file_value(text, "Device: ");
+    if (std::optional<std::string> found = inventory::vlan_interface_in(text, parent.c_str(), id))
+        CHECK(has(text, *found));
+    if (!has(text, std::string(1, '\0')) && !has(text, "VID: ") && !has(text, "Device: ")) {
+        const std::string file =
+            ended(text) + vlan + "  VID: " + std::to_string(id)
+            + "\t REORDER_HDR: 1  dev->priv_flags: 1021\n         total frames received            0\n"
+            + "Device: " + parent + "\nINGRESS priority mappings: 0:0  1:0  2:0  3:0  4:0  5:0  6:0 7:0\n";
+        CHECK(inventory::vlan_id_in(file) == id && inventory::vlan_file_value(file, "Device: ") == parent);
+    }
+    if (!has(text, parent))
+        CHECK(inventory::vlan_interface_in(ended(text) + vlan + "  | " + std::to_string(id) + "  | " + parent + "\n",
+                                           parent.c_str(), id)
+              == vlan);
+}
+
+// ping's output: a summary put after the rest gives the response.
+void ping(Data& data)
+{
+    const int sent = data.ConsumeIntegralInRange(0, 100000), received = data.ConsumeIntegralInRange(0, 100000);
+    const unsigned average = data.ConsumeIntegralInRange(0u, 1000000u);
+    std::string output = data.ConsumeRemainingBytesAsString();
+    _PingResponse response{};
+    diag::read_ping_output(output, &response);
+    output = ended(output) + "\n--- 192.0.2.1 ping statistics ---\n" + std::to_string(sent) + " packets transmitted, "
+             + std::to_string(received) + " received, 0% packet loss, time 3004ms\nrtt min/avg/max/mdev = 0.041/"
+             + std::to_string(average) + ".000/1.250/0.020 ms\n";
+    diag::read_ping_output(output, &response);
+    CHECK(response.packetsSent == static_cast<uint8_t>(sent)
+          && response.packetsReceived == static_cast<uint8_t>(received));
+    CHECK(response.avgRtt == average);
+}
+
+_TraceRouteHop hop_at(const SharedMem& area, int index)
+{
+    _TraceRouteHop record;
+    memcpy(&record, area.data + index * sizeof record, sizeof record);
+    return record;
+}
+
+// Reads traceroute's output into a fresh area: the records stay inside it,
+// are counted in its length, and only the last is the last hop.
+int read_hops(const std::string& output, SharedMem& area)
+{
+    memset(&area, 0xA5, sizeof area);
+    area.dataLength = 0;
+    const int written = diag::read_traceroute_output(output, &area);
+    CHECK(written >= 0 && static_cast<size_t>(written) <= diag::kMaxHopRecords);
+    CHECK(area.dataLength == written * sizeof(_TraceRouteHop));
+    for (size_t i = written * sizeof(_TraceRouteHop); i < sizeof area.data; ++i)
+        CHECK(area.data[i] == 0xA5);
+    for (int i = 0; i < written; ++i) {
+        const _TraceRouteHop hop = hop_at(area, i);
+        CHECK(hop.hopKind == (i + 1 == written ? diag::kHopLast : diag::kHopIntermediate));
+        CHECK(std::all_of(hop.reserved, hop.reserved + sizeof hop.reserved, [](unsigned char b) { return b == 0; }));
+    }
+    return written;
+}
+
+// traceroute's output; hops of host addresses put after the rest come out as
+// the last records.
+void traceroute(Data& data)
+{
+    std::vector<std::pair<std::string, unsigned>> hops(data.ConsumeIntegralInRange(0, 4));
+    for (auto& [address, ms] : hops) {
+        const unsigned char b[4] = {
+            data.ConsumeIntegralInRange<unsigned char>(1, 254), data.ConsumeIntegralInRange<unsigned char>(0, 254),
+            data.ConsumeIntegralInRange<unsigned char>(0, 254), data.ConsumeIntegralInRange<unsigned char>(1, 254)};
+        address = dotted(b);
+        ms = data.ConsumeIntegralInRange(0u, 100000u);
+    }
+    std::string output = data.ConsumeRemainingBytesAsString();
+    auto area = std::make_unique<SharedMem>();
+    read_hops(output, *area);
+    output = output.empty() ? "traceroute to 203.0.113.1 (203.0.113.1), 30 hops max, 60 byte packets\n" : ended(output);
+    const int before = read_hops(output, *area);
+    for (size_t i = 0; i < hops.size(); ++i) {
+        const std::string time = std::to_string(hops[i].second) + ".000 ms";
+        output += " " + std::to_string(i + 1) + "  " + hops[i].first + "  " + time + "  " + time + "  " + time + "\n";
+    }
+    const int written = read_hops(output, *area);
+    if (before + hops.size() > diag::kMaxHopRecords)
+        return;
+    CHECK(static_cast<size_t>(written) == before + hops.size());
+    for (size_t i = 0; i < hops.size(); ++i) {
+        const _TraceRouteHop hop = hop_at(*area, before + static_cast<int>(i));
+        CHECK(dotted(hop.hopAddress) == hops[i].first && hop.hopRtt == hops[i].second * 1000ull);
+    }
+}
+
+// A text buffer of the callers' size holding `text` (cut to fit).
+std::vector<char> buffer_of(const std::string& text)
+{
+    std::vector<char> buffer(kAddressTextSize, '\0');
+    memcpy(buffer.data(), text.data(), std::min(text.size(), buffer.size() - 1));
+    return buffer;
+}
+
+std::string text_of(const unsigned char* bytes)
+{
+    std::vector<char> text(kAddressTextSize, '\0');
+    ConvertDataToString(const_cast<unsigned char*>(bytes), text.data(), 2);
+    return text.data();
+}
+
+// The conversions on buffers of exactly the documented sizes (so a write past
+// them is reported), and the round trips they must make.
+void conversions(Data& data)
+{
+    unsigned char address[kAddressBytes] = {}, netmask[kAddressBytes] = {};
+    data.ConsumeData(address, sizeof address);
+    data.ConsumeData(netmask, sizeof netmask);
+    const unsigned char prefix = data.ConsumeIntegral<unsigned char>();
+    const unsigned value = data.ConsumeIntegral<unsigned>();
+    const std::string before = data.ConsumeRandomLengthString(100);
+    const std::string text = data.ConsumeRemainingBytesAsString();
+    CHECK(count_noofones(value) == __builtin_popcount(value));
+
+    std::vector<unsigned char> bytes(kAddressBytes), inet6(kAddressBytes + 2, 0xff); // two spare bytes zeroed
+    ConvertStringToData(bytes.data(), buffer_of(text).data());
+    ConvertInet6StringToData(inet6.data(), buffer_of(text).data());
+    std::vector<char> buffer = buffer_of(text);
+    get_masknum_from_string(reinterpret_cast<unsigned char*>(buffer.data()));
+    ValidateAddress(buffer.data(), 1);
+    ValidateAddress(buffer.data(), 2);
+    const std::string whole = buffer.data(), trimmed = trim_str(buffer.data());
+    CHECK(has(whole, trimmed)
+          && (trimmed.empty()
+              || (!isspace(static_cast<unsigned char>(trimmed.front()))
+                  && !isspace(static_cast<unsigned char>(trimmed.back())))));
+
+    // IPv4 bytes to text and back; the IPv6 form appended to what the buffer held, within it.
+    const std::string dottedText = text_of(address);
+    ConvertStringToData(bytes.data(), buffer_of(dottedText).data());
+    CHECK(memcmp(bytes.data(), address, 4) == 0);
+    const std::string held = buffer_of(before).data();
+    buffer = buffer_of(before);
+    ConvertDataToString(address, buffer.data(), 10);
+    CHECK(buffer.back() == '\0' && std::string(buffer.data()).compare(0, held.size(), held) == 0);
+    buffer = buffer_of(before);
+    ConvertDataToString(address, buffer.data(), 7);
+    CHECK(buffer == buffer_of(before));
+    // Eight hexadecimal groups to bytes and back.
+    std::string groups;
+    for (size_t i = 0; i < kAddressBytes; i += 2) {
+        char group[8];
+        snprintf(group, sizeof group, "%s%02x%02x", i > 0 ? ":" : "", address[i], address[i + 1]);
+        groups += group;
+    }
+    inet6.assign(kAddressBytes + 2, 0xff);
+    ConvertInet6StringToData(inet6.data(), buffer_of(groups).data());
+    CHECK(memcmp(inet6.data(), address, kAddressBytes) == 0 && inet6[16] == 0 && inet6[17] == 0);
+    // A host address passes the traceroute reader's check exactly when no
+    // byte is 255 and the first and last are not 0.
+    const bool host = address[0] != 0 && address[3] != 0 && std::count(address, address + 4, 255) == 0;
+    CHECK((ValidateAddress(dottedText.c_str(), 1) == 0) == host);
+
+    // A prefix sets its bytes and leaves the rest; up to /32 it reads back.
+    std::vector<unsigned char> mask(kAddressBytes, address[0]);
+    ConvertPrefixToOctets(prefix, mask.data());
+    for (size_t i = 0; i < mask.size(); ++i)
+        CHECK(mask[i]
+              == (i < prefix / 8u    ? 255
+                  : i == prefix / 8u ? static_cast<unsigned char>(256 - (1 << (8 - prefix % 8)))
+                                     : address[0]));
+    if (prefix <= 32) {
+        std::vector<unsigned char> ones(kAddressBytes, 0);
+        ConvertPrefixToOctets(prefix, ones.data());
+        CHECK(prefix_of(text_of(ones.data())) == prefix
+              && (prefix == 32 || ValidateAddress(text_of(ones.data()).c_str(), 2) == 0));
+    }
+    const ipaddr::AddressText forms = ipaddr::address_text(address, netmask, 2);
+    const int bits = count_noofones(little_endian(netmask));
+    CHECK(forms.prefix == bits && forms.address == dottedText);
+    CHECK(forms.addressPrefix == (bits == 0 ? forms.address : forms.address + "/" + std::to_string(bits)));
+    ipaddr::address_text(address, netmask, 10);
+}
+
+struct Reader {
+    const char* name; // its seeds are in fuzz/corpus/<name>
+    void (*check)(Data&);
+};
+
+const Reader kReaders[] = {
+    {"snapshot", snapshot},
+    {"route", route},
+    {"gateway_config", gateway_config},
+    {"resolv", resolv},
+    {"ifcfg_keys", ifcfg_keys},
+    {"address_files", address_files},
+    {"suse_alias", suse_alias},
+    {"dhcp", dhcp},
+    {"socket_table", socket_table},
+    {"vlan_proc", vlan_proc},
+    {"ping", ping},
+    {"traceroute", traceroute},
+    {"conversions", conversions},
+};
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
+{
+    if (size == 0)
+        return 0;
+    Data data(bytes + 1, size - 1);
+    kReaders[bytes[0] % std::size(kReaders)].check(data);
+    return 0;
+}
