@@ -320,6 +320,7 @@ protected:
         removexattr(dir_.c_str(), "system.posix_acl_default");
         restore(row().files, pristine_);
         EXPECT_TRUE(shell(row().setUp)) << row().setUp;
+        mark(dir_, snapshot(row().files)); // before a read-only mount, and again on a copy or a bound file
         EXPECT_TRUE(shell(arrange)) << arrange;
         mark(dir_, snapshot(row().files));
         return snapshot(row().files);
@@ -338,6 +339,7 @@ protected:
     Outcome arranged_run(const std::string& arrange, const std::string& undo, int& status)
     {
         const Files before = reset(arrange);
+        EXPECT_EQ(before_, before) << "the arranged host holds the same files";
         status = run(kCount);
         const Files now = snapshot(row().files);
         shell(undo);
