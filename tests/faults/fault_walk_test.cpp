@@ -155,7 +155,7 @@ int call(std::vector<std::string> words)
     throw std::runtime_error("no library call named " + what);
 }
 
-// ---- Files: path -> "MODE OWNER LABEL ATTRIBUTE [acl] [nodump]" line, then the bytes.
+// ---- Files: path -> "MODE LINKS OWNER LABEL ATTRIBUTE [acl] [nodump]" line, then the bytes.
 
 using Files = std::map<std::string, std::string>;
 
@@ -178,8 +178,9 @@ std::string state_of(const std::string& path, const struct stat& info)
     getxattr(path.c_str(), "security.selinux", label, sizeof label - 1);
     getxattr(path.c_str(), "user.linnet", user, sizeof user - 1);
     std::ostringstream state;
-    state << std::oct << (info.st_mode & 07777) << std::dec << ' ' << info.st_uid << ':' << info.st_gid << ' ' << label
-          << ' ' << user << (getxattr(path.c_str(), "system.posix_acl_access", nullptr, 0) > 0 ? " acl" : "")
+    state << std::oct << (info.st_mode & 07777) << std::dec << ' ' << info.st_nlink << ' ' << info.st_uid << ':'
+          << info.st_gid << ' ' << label << ' ' << user
+          << (getxattr(path.c_str(), "system.posix_acl_access", nullptr, 0) > 0 ? " acl" : "")
           << (inode_flags(path) & FS_NODUMP_FL ? " nodump" : "") << '\n'
           << std::ifstream(path, std::ios::binary).rdbuf();
     return state.str();
@@ -298,7 +299,7 @@ protected:
         for (const auto& [path, state] : before_) {
             if (expected_.count(path) != 0) {
                 EXPECT_EQ(state.substr(0, state.find('\n')), expected_[path].substr(0, expected_[path].find('\n')))
-                    << path << " lost its owner, mode, label or attributes, or took the directory's";
+                    << path << " lost its links, owner, mode, label or attributes, or took the directory's";
             }
         }
     }
