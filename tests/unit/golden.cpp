@@ -1,47 +1,76 @@
-// The golden-file runner of the text rules and parsers. A case is a file in
-// cases/<reader>/: NAME.in is one input (when the reader takes arguments, its
-// first line holds them, separated by blanks; the rest is the text, byte for
-// byte), NAME.lines holds one input per line (the arguments, then the text
-// with the escapes \n \t \r \0 \\ \xHH), and "#" lines are comments. The
-// reader dumps what the library made of each input; NAME.expected holds that
-// dump, and LINNET_REGENERATE=1 rewrites it from the actual output.
+// The golden-file runner of the text rules, parsers, records and file and
+// command primitives. A case is a file in cases/<reader>/: NAME.in is one
+// input (when the reader takes arguments, its first line holds them,
+// separated by blanks; the rest is the text, byte for byte), NAME.lines holds
+// one input per line (the arguments, then the text with the escapes \n \t \r
+// \0 \\ \xHH), and "#" lines are comments. The reader dumps what the library
+// made of each input; NAME.expected holds that dump, and LINNET_REGENERATE=1
+// rewrites it from the actual output. Work files stay in the working directory.
 //   golden_tests CASES_DIR READER...
 #include "api/conversions.h"
 #include "api/globals.h"
 #include "api/lists.h"
 #include "diag/address_check.h"
-#include "diag/diagnostics.h"
 #include "diag/ping_text.h"
 #include "diag/socket_table.h"
 #include "diag/tool_output.h"
 #include "diag/traceroute_text.h"
 #include "dns/dns_rules.h"
 #include "gateway/gateway_rules.h"
-#include "host/command.h"
+#include "host/command_runner.h"
+#include "host/config_dir.h"
 #include "host/config_file.h"
+#include "host/fixed_file.h"
 #include "ifcfg/address_rules.h"
 #include "ifcfg/dhcp_rules.h"
 #include "ifcfg/family.h"
 #include "ifcfg/gateway_rules.h"
+#include "ifcfg/services.h"
 #include "inventory/card_table.h"
 #include "inventory/snapshot.h"
 #include "inventory/vlan_tables.h"
+#include "status/status.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <cerrno>
+#include <csignal>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <iterator>
+#include <map>
+#include <numeric>
+#include <set>
 #include <sstream>
 #include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace {
 
 using Args = std::vector<std::string>;
 using Text = const std::string&;
+using Bytes = std::vector<unsigned char>;
+namespace fs = std::filesystem;
+
+template <typename T>
+std::string str(const T& value)
+{
+    if constexpr (std::is_arithmetic_v<T>)
+        return std::to_string(+value);
+    else
+        return std::string(value);
+}
+
+// The parts, numbers in decimal, one after the other.
+template <typename... T>
+std::string cat(const T&... parts)
+{
+    return (std::string() + ... + str(parts));
+}
 
 std::string escaped(std::string_view text)
 {
@@ -91,6 +120,25 @@ bool all(const void* data, size_t size, unsigned char value)
                        [&](unsigned char byte) { return byte == value; });
 }
 
+template <typename T>
+T read_at(const void* data, size_t offset)
+{
+    T value;
+    memcpy(&value, static_cast<const char*>(data) + offset, sizeof value);
+    return value;
+}
+
+std::string slurp(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+std::string text_or_null(const char* text)
+{
+    return text != nullptr ? text : "(null)";
+}
+
 const ifcfg::Family& family(const std::string& name)
 {
     return *ifcfg::family_for(name == "redhat" ? 1 : name == "suse" ? 2 : 3);
@@ -99,60 +147,31 @@ const ifcfg::Family& family(const std::string& name)
 // What `work` prints on standard output.
 std::string printed_by(const std::function<void()>& work)
 {
-    int pipeEnds[2];
     fflush(stdout);
-    const int saved = dup(STDOUT_FILENO);
-    if (pipe(pipeEnds) != 0 || dup2(pipeEnds[1], STDOUT_FILENO) < 0)
-        return "no pipe";
+    const int saved = dup(STDOUT_FILENO), file = open("printed", O_RDWR | O_CREAT | O_TRUNC, 0600);
+    dup2(file, STDOUT_FILENO);
     work();
     fflush(stdout);
     dup2(saved, STDOUT_FILENO);
-    close(pipeEnds[1]);
-    char text[4096] = {};
-    const ssize_t got = read(pipeEnds[0], text, sizeof text - 1);
-    close(pipeEnds[0]);
     close(saved);
-    return std::string(text, got > 0 ? got : 0);
+    close(file);
+    return slurp("printed");
 }
 
-std::string modify(const Args& a, Text t)
-{
-    bool found = true;
-    const ipaddr::AddressChange change{a[1], a[2], a[3], a[4], std::stoi(a[5]), std::stoi(a[6])};
-    const std::string text = family(a[0]).modified_address_file(t, change, found);
-    return "file " + family(a[0]).address_file_name(change) + ", found " + std::to_string(found) + "\n" + text;
-}
-
-// Everything a family writes afresh for the adapter.
-std::string new_files(const Args& a, Text)
+// Everything a family writes for an address change and afresh for the adapter.
+std::string family_files(const Args& a, Text t)
 {
     const ifcfg::Family& f = family(a[0]);
-    const ipaddr::AddressChange change{a[1], a[2], a[3], a[4], std::stoi(a[5]), 1};
-    return f.interface_file(a[1]) + " " + f.pci_ids_path() + "\n" + f.setting(ifcfg::keys::kMtu, "9000")
-           + "address file " + f.address_file_name(change) + ":\n" + f.new_address_file(change) + "dhcp file:\n"
-           + f.dhcp_file(nullptr, a[1], a[4]) + "vlan 5 file " + f.vlan_file_name(a[1].c_str(), 5) + ":\n"
-           + f.vlan_file(a[1].c_str(), 5, a[4].c_str()) + "alias files " + std::to_string(f.has_vlan_alias_files())
-           + ", removed by " + f.vlan_remove_format() + "\n";
-}
-
-std::string suse_append(const Args& a, Text t)
-{
-    const ipaddr::SuseAppend entry = ipaddr::suse_entry_to_append(t, a[0], a[1]);
-    return "indexed " + std::to_string(entry.indexed) + ", label " + std::to_string(entry.label) + "\n" + entry.text;
-}
-
-std::string suse_delete(const Args& a, Text t)
-{
-    bool removed = false;
-    const std::string text = ipaddr::without_suse_entry(t, a[0], removed);
-    return "removed " + std::to_string(removed) + "\n" + text;
-}
-
-std::string stored_address(const Args& a, Text t)
-{
-    int isDhcp = std::stoi(a[0]);
-    const std::string address = ipaddr::stored_address(t, isDhcp, a[1]);
-    return address + ", dhcp " + std::to_string(isDhcp);
+    const ipaddr::AddressChange change{a[1], a[2], a[3], a[4], std::stoi(a[5]), a.size() > 6 ? std::stoi(a[6]) : 1};
+    bool found = true;
+    const std::string text = a.size() > 6 ? f.modified_address_file(t, change, found) : "";
+    if (a.size() > 6)
+        return cat("file ", f.address_file_name(change), ", found ", found, "\n", text);
+    return cat(f.interface_file(a[1]), " ", f.pci_ids_path(), "\n", f.setting(ifcfg::keys::kMtu, "9000"),
+               "address file ", f.address_file_name(change), ":\n", f.new_address_file(change), "dhcp file:\n",
+               f.dhcp_file(nullptr, a[1], a[4]), "vlan 5 file ", f.vlan_file_name(a[1].c_str(), 5), ":\n",
+               f.vlan_file(a[1].c_str(), 5, a[4].c_str()), "alias files ", f.has_vlan_alias_files(), ", removed by ",
+               f.vlan_remove_format(), "\n");
 }
 
 std::string route(const std::optional<gateway::DefaultRoute>& route)
@@ -163,37 +182,8 @@ std::string route(const std::optional<gateway::DefaultRoute>& route)
 std::string configured(const gateway::ConfiguredGateway& c)
 {
     const char* copies[] = {"no copy", "terminated", "unterminated"};
-    return std::string(c.lineFound ? "found, " : "absent, ") + (c.usable ? "usable, " : "rejected, ")
-           + copies[static_cast<int>(c.copy)] + " [" + c.text + "]";
-}
-
-std::string dns_edit(const dns::Edit& edit)
-{
-    return "matched " + std::to_string(edit.matched) + "\n" + edit.text;
-}
-
-std::string key_update(const Args& a, Text t)
-{
-    host::KeyUpdate update{a[0], a[1], a[2] == "comments", host::FinalRead::KeptAsEmptyLine};
-    update.finalRead = a[3] == "dropped" ? host::FinalRead::Dropped : update.finalRead;
-    return host::apply_key_update(t, update);
-}
-
-std::string pieces(Text t, size_t size)
-{
-    std::vector<std::string> found;
-    dns::for_each_piece(t, size, [&](std::string_view piece) { found.emplace_back(piece); });
-    return listed(found);
-}
-
-std::string line_pieces(Text t, size_t size)
-{
-    std::vector<std::string> found;
-    diag::LineReader lines(t);
-    std::vector<char> line(size);
-    while (lines.next(line.data(), size))
-        found.emplace_back(line.data());
-    return listed(found);
+    return cat(c.lineFound ? "found, " : "absent, ", c.usable ? "usable, " : "rejected, ",
+               copies[static_cast<int>(c.copy)], " [", c.text, "]");
 }
 
 // Each adapter record and its addresses, as the parser left them (the cases
@@ -205,34 +195,17 @@ std::string snapshot(const Args& a, Text t)
     _NetworkDevice* cursor = head;
     std::istringstream in(t);
     ifcfg::HostFamily hostFamily;
-    std::string out =
-        "result " + std::to_string(inventory::parse_link_snapshot(in, &cursor, std::stoi(a[0]), hostFamily));
+    std::string out = cat("result ", inventory::parse_link_snapshot(in, &cursor, std::stoi(a[0]), hostFamily));
     for (const _NetworkDevice* d = head; d != nullptr; d = d->next) {
-        out += "\n[" + std::string(d->ifName) + "] copy [" + d->ifNameCopy + "] mac [" + d->macAddrStr + "] "
-               + bytes(d->macAddr, 6, ":") + " mtu " + std::to_string(d->mtu) + " vlan " + std::to_string(d->vlanId)
-               + " dhcp " + std::to_string(d->isDhcp) + " link " + std::to_string(d->linkUp) + " enabled "
-               + std::to_string(d->isEnabled) + (all(d, flat_device_size(), 0) ? " (all zero)" : "");
+        out += cat("\n[", d->ifName, "] copy [", d->ifNameCopy, "] mac [", d->macAddrStr, "] ",
+                   bytes(d->macAddr, 6, ":"), " mtu ", d->mtu, " vlan ", d->vlanId, " dhcp ", d->isDhcp, " link ",
+                   d->linkUp, " enabled ", d->isEnabled, all(d, flat_device_size(), 0) ? " (all zero)" : "");
         for (const _IpAddress* i = d->ipList; i != nullptr; i = i->next)
-            out += "\n  family " + std::to_string(i->family) + " alias " + std::to_string(i->aliasIndex) + " address "
-                   + bytes(i->address, 16, ".") + " netmask " + bytes(i->netmask, 16, ".") + " broadcast "
-                   + bytes(i->broadcast, 4, ".");
+            out += cat("\n  family ", i->family, " alias ", i->aliasIndex, " address ", bytes(i->address, 16, "."),
+                       " netmask ", bytes(i->netmask, 16, "."), " broadcast ", bytes(i->broadcast, 4, "."));
     }
     free_NetDev_List(head);
     return out;
-}
-
-std::string ping(const Args& a, Text t)
-{
-    const std::string path = "golden-pinginfo";
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << t;
-    _PingResponse r;
-    memset(&r, 0xAA, sizeof r);
-    int result = 0;
-    const std::string printed =
-        printed_by([&] { result = parse_fill_ping_response(a[0] == "file" ? path.c_str() : "missing", &r); });
-    unlink(path.c_str());
-    return printed + "result " + std::to_string(result) + ": sent " + std::to_string(r.packetsSent) + ", received "
-           + std::to_string(r.packetsReceived) + ", average " + std::to_string(r.avgRtt);
 }
 
 // The records written from the start of the area, filled with 0xAA first.
@@ -242,12 +215,11 @@ std::string traceroute(const Args& a, Text t)
     memset(area.get(), 0xAA, sizeof *area);
     area->dataLength = std::stoul(a[0]);
     const int written = diag::read_traceroute_output(t, area.get());
-    std::string out = std::to_string(written) + " records, length " + std::to_string(area->dataLength);
+    std::string out = cat(written, " records, length ", area->dataLength);
     for (int i = 0; i < written; ++i) {
-        _TraceRouteHop hop;
-        memcpy(&hop, area->data + i * sizeof hop, sizeof hop);
-        out += "\nkind " + std::to_string(hop.hopKind) + " " + bytes(hop.hopAddress, 4, ".") + " rtt "
-               + std::to_string(hop.hopRtt) + (all(hop.reserved, sizeof hop.reserved, 0) ? "" : " reserved set");
+        const auto hop = read_at<_TraceRouteHop>(area->data, i * sizeof(_TraceRouteHop));
+        out += cat("\nkind ", hop.hopKind, " ", bytes(hop.hopAddress, 4, "."), " rtt ", hop.hopRtt,
+                   all(hop.reserved, sizeof hop.reserved, 0) ? "" : " reserved set");
     }
     const size_t used = written * sizeof(_TraceRouteHop);
     const bool untouched = all(area->data + used, sizeof area->data - used, 0xAA)
@@ -263,36 +235,11 @@ std::string sockets(const Args& a, Text t)
     std::string out;
     for (const std::string& line : host::split_lines(t, host::FinalRead::Dropped)) {
         diag::read_socket_line(line.c_str(), a[0] == "tcp" ? diag::kProtocolTcp : diag::kProtocolUdp, &r);
-        out += "protocol " + std::to_string(r.protocol) + " state " + std::to_string(r.state) + " local "
-               + bytes(r.localAddress, 16, ".") + ":" + std::to_string(r.localPort) + " remote "
-               + bytes(r.remoteAddress, 16, ".") + ":" + std::to_string(r.remotePort) + " reserved "
-               + bytes(r.reserved, 9) + "\n";
+        out += cat("protocol ", r.protocol, " state ", r.state, " local ", bytes(r.localAddress, 16, "."), ":",
+                   r.localPort, " remote ", bytes(r.remoteAddress, 16, "."), ":", r.remotePort, " reserved ",
+                   bytes(r.reserved, 9), "\n");
     }
     return out;
-}
-
-// A worker run on this thread for an address type that runs no tool.
-std::string worker(const Args& a, Text)
-{
-    SharedMem area;
-    memset(&area, 0xAA, sizeof area);
-    auto* params = static_cast<ThreadParams*>(calloc(1, sizeof(ThreadParams)));
-    params->addrType = static_cast<uint8_t>(std::stoi(a[1]));
-    params->shm = &area;
-    const intptr_t result = reinterpret_cast<intptr_t>((a[0] == "ping" ? Thread_Ping : Thread_TraceRoute)(params));
-    return "result " + std::to_string(result) + ", done " + std::to_string(area.done) + ", busy "
-           + std::to_string(area.busy) + ", status " + std::to_string(area.status) + ", reserved "
-           + std::to_string(area.reserved) + ", kind " + std::to_string(area.resultKind) + ", length "
-           + std::to_string(area.dataLength) + ", data " + bytes(area.data, 12);
-}
-
-// A 24-byte field filled with 0x77, after the conversion.
-std::string converted(Text t, void (*convert)(unsigned char*, char*))
-{
-    std::vector<unsigned char> data(24, 0x77);
-    std::string text = t;
-    convert(data.data(), &text[0]);
-    return bytes(data.data(), data.size()) + ", text " + escaped(text);
 }
 
 // The text of bytes given in hexadecimal, appended to `before` in an 80-byte
@@ -309,13 +256,6 @@ std::string to_text(const Args& a, Text t)
     return escaped(std::string(text, strnlen(text, sizeof text))) + (all(text + 80, 16, 0x5A) ? "" : " (past 80)");
 }
 
-std::string prefix_to_mask(Text t)
-{
-    std::vector<unsigned char> mask(20, 0x11);
-    ConvertPrefixToOctets(static_cast<unsigned char>(std::stoi(t)), mask.data());
-    return bytes(mask.data(), mask.size());
-}
-
 // Trimmed where the page before the text is inaccessible: a read before it faults.
 std::string trimmed(Text t)
 {
@@ -329,8 +269,8 @@ std::string trimmed(Text t)
     return out;
 }
 
-// "FORMAT | s:text | i:-5 | u:9000": the words a command is run with.
-std::string command(Text t)
+// "FORMAT | s:text | i:-5 | u:9000": a command and the values it is formatted with.
+host::Command command_of(Text t)
 {
     std::vector<std::string> parts;
     for (size_t start = 0, end = 0; end != std::string::npos; start = end + 3)
@@ -342,14 +282,118 @@ std::string command(Text t)
                          : parts[i][0] == 'u' ? host::Command::Value(static_cast<unsigned>(std::stoul(v)))
                                               : host::Command::Value(std::stoi(v)));
     }
-    const host::Command c = host::Command::format(parts[0].c_str(), values);
-    return listed(c.arguments()) + " text [" + c.text() + "]" + (c.background() ? " background" : "")
-           + (c.discardsOutput() ? " no-output" : "") + (c.discardsErrors() ? " no-errors" : "");
+    return host::Command::format(parts[0].c_str(), values);
 }
 
-std::string text_or_null(const char* text)
+// The command run, captured and run into a file, with SIGCHLD ignored or a
+// PATH whose first directory cannot be searched when the setting says so.
+std::string run(const Args& a, Text t)
 {
-    return text != nullptr ? text : "(null)";
+    const host::Command c = command_of(t);
+    struct sigaction ignore = {}, saved = {};
+    ignore.sa_handler = a[0] == "sigchld-ignored" ? SIG_IGN : SIG_DFL;
+    sigaction(SIGCHLD, &ignore, &saved);
+    const std::string path = getenv("PATH");
+    mkdir("locked", 0);
+    setenv("PATH", (a[0] == "locked-path" ? fs::absolute("locked").string() + ":/usr/bin:/bin" : path).c_str(), 1);
+    errno = 1234;
+    const int status = host::run(c);
+    const std::string error = errno == 1234 ? "" : cat(" errno ", strerror(errno));
+    std::string output = "stale";
+    int wait = -7;
+    const int started = host::capture(c, output, &wait);
+    const int fd = open("run-output", O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    const int into = host::run_into(c, fd);
+    close(fd);
+    setenv("PATH", path.c_str(), 1);
+    sigaction(SIGCHLD, &saved, nullptr);
+    return cat("run ", status, error, ", capture ", started, " wait ", wait, " [", output, "], into ", into, " [",
+               slurp("run-output"), "]");
+}
+
+// The scratch directory: each entry's name, type, mode, link count, and
+// content or target (an absolute one under the working directory as $PWD/...).
+std::string listing()
+{
+    std::set<std::string> entries;
+    const std::string cwd = fs::current_path().string() + "/";
+    for (const fs::directory_entry& entry : fs::directory_iterator("files")) {
+        struct stat info = {};
+        lstat(entry.path().c_str(), &info);
+        std::string target = S_ISLNK(info.st_mode) ? fs::read_symlink(entry.path()).string() : "";
+        target = target.compare(0, cwd.size(), cwd) == 0 ? "$PWD/" + target.substr(cwd.size()) : target;
+        char mode[8];
+        snprintf(mode, sizeof mode, "%c%o",
+                 S_ISLNK(info.st_mode)    ? 'l'
+                 : S_ISDIR(info.st_mode)  ? 'd'
+                 : S_ISFIFO(info.st_mode) ? 'p'
+                                          : 'f',
+                 info.st_mode & 07777);
+        entries.insert(cat(" | ", entry.path().filename().string(), " ", mode, " ", info.st_nlink,
+                           S_ISLNK(info.st_mode)   ? " -> " + target
+                           : S_ISREG(info.st_mode) ? " [" + slurp(entry.path()) + "]"
+                                                   : ""));
+    }
+    return std::accumulate(entries.begin(), entries.end(), std::string());
+}
+
+// "OPERATION NAME REST" on the scratch directory "files", then its listing.
+std::string files(Text t)
+{
+    const size_t first = std::min(t.find(' '), t.size()), second = std::min(t.find(' ', first + 1), t.size());
+    const std::string op = t.substr(0, first), name = t.substr(std::min(first + 1, second), second - first - 1);
+    const std::string rest = t.substr(std::min(second + 1, t.size())), p = "files/" + name, r = "files/" + rest;
+    const char* at = p.c_str();
+    std::string out, content;
+    std::vector<std::string> names{"stale"};
+    struct stat before = {}, after = {};
+    // clang-format off
+    const std::map<std::string, std::function<int()>> ops = {
+        {"fresh", [&] { fs::remove_all("files"); return mkdir("files", 0755); }},
+        {"put", [&] { std::ofstream(p, std::ios::binary | std::ios::trunc) << rest; return 0; }},
+        {"symlink", [&] { return symlink(rest.c_str(), at); }},
+        {"symlink_abs", [&] { return symlink(fs::absolute(r).c_str(), at); }},
+        {"link", [&] { return link(r.c_str(), at); }},
+        {"mkdir", [&] { return mkdir(at, 0755); }},
+        {"mkfifo", [&] { return mkfifo(at, 0600); }},
+        {"chmod", [&] { return chmod(at, std::stoi(rest, nullptr, 8)); }},
+        {"chown", [&] { return geteuid() == 0 ? chown(at, 4321, 4322) : 0; }}, // root only
+        {"replace", [&] { stat(at, &before); const int result = host::replace_file(p, rest); stat(at, &after);
+            out = before.st_uid == after.st_uid && before.st_gid == after.st_gid ? "" : " owner changed"; return result; }},
+        {"replace_past_1k", [&] { struct rlimit saved, lower; getrlimit(RLIMIT_FSIZE, &saved); lower = {1024, saved.rlim_max};
+            signal(SIGXFSZ, SIG_IGN); setrlimit(RLIMIT_FSIZE, &lower); // writes past 1 KiB fail with EFBIG
+            const int result = host::replace_file(p, std::string(4096, 'x')); setrlimit(RLIMIT_FSIZE, &saved); return result; }},
+        {"fixed_create", [&] { const int fd = host::create_fixed_file(at);
+            return fd < 0 ? fd : static_cast<int>(write(fd, rest.data(), rest.size())) + close(fd); }},
+        {"fixed_write", [&] { return host::write_fixed_file(at, rest) ? 0 : -1; }},
+        {"fixed_read", [&] { const bool read = host::read_fixed_file(at, content); out = " [" + content + "]"; return read ? 0 : -1; }},
+        {"fixed_remove", [&] { host::remove_fixed_file(at); return 0; }},
+        {"onboot", [&] { return host::update_key_in_file(p, {"ONBOOT", "ONBOOT=yes\n"}, rest.empty() ? nullptr : &rest); }},
+        {"scratch", [&] { return host::write_scratch(at, rest); }},
+        {"scratch_back", [&] { return host::copy_scratch_back(at, r); }},
+        {"scan", [&] { const int found = host::scan_config_dir(at, names); out = " " + listed(names); return found; }},
+    };
+    // clang-format on
+    const int result = ops.at(op)();
+    return cat(result, out, listing());
+}
+
+int accepts(int (*accept)(dirent const*), Text name)
+{
+    dirent entry = {};
+    strncpy(entry.d_name, name.c_str(), sizeof entry.d_name - 1);
+    return accept(&entry);
+}
+
+// The status table's rows as the application reads them: 12 bytes each, a
+// 32-bit code and a pointer to the text.
+std::string status_table()
+{
+    std::string out = cat(sizeof LinNetErrStr, " bytes");
+    for (size_t row = 0; row < kStatusTableRows; ++row)
+        out += cat("\n", read_at<int32_t>(LinNetErrStr, 12 * row), " ",
+                   text_or_null(read_at<char*>(LinNetErrStr, 12 * row + 4)));
+    return out;
 }
 
 struct Reader {
@@ -358,55 +402,73 @@ struct Reader {
     std::function<std::string(const Args&, Text)> read;
 };
 
+template <typename F>
+Reader text_reader(const char* name, F read)
+{
+    return {name, 0, [read](const Args&, Text t) { return str(read(t)); }};
+}
+
 // clang-format off
 const Reader kReaders[] = {
-    {"modify", 7, modify},   // family ifname address netmask hwaddr alias position
-    {"new_files", 6, new_files}, // family ifname address netmask hwaddr alias
-    {"suse_append", 2, suse_append}, // address netmask
-    {"suse_delete", 1, suse_delete}, // address
-    {"stored_address", 2, stored_address}, // dhcp-before buffer
+    {"modify", 7, family_files},   // family ifname address netmask hwaddr alias position
+    {"new_files", 6, family_files}, // family ifname address netmask hwaddr alias
+    {"suse_append", 2, [](const Args& a, Text t) { const ipaddr::SuseAppend e = ipaddr::suse_entry_to_append(t, a[0], a[1]);
+        return cat("indexed ", e.indexed, ", label ", e.label, "\n", e.text); }}, // address netmask
+    {"suse_delete", 1, [](const Args& a, Text t) { bool removed = false; const std::string text = ipaddr::without_suse_entry(t, a[0], removed);
+        return cat("removed ", removed, "\n", text); }}, // address
+    {"stored_address", 2, [](const Args& a, Text t) { int dhcp = std::stoi(a[0]); const std::string address = ipaddr::stored_address(t, dhcp, a[1]);
+        return cat(address, ", dhcp ", dhcp); }}, // dhcp-before buffer
     {"dhcp", 1, [](const Args& a, Text t) { return family(a[0]).dhcp_file(&t, "", ""); }},
-    {"dhcp_name", 0, [](const Args&, Text t) { return dhcp::config_name(t); }},
-    {"dhcp_pid", 1, [](const Args& a, Text t) { return std::to_string(dhcp::pid_to_kill(t.c_str(), std::stoi(a[0]))); }},
-    {"route_line", 0, [](const Args&, Text t) { return route(gateway::parse_default_route(t)); }},
-    {"route_scan", 0, [](const Args&, Text t) { gateway::RouteScan s = gateway::scan_default_routes(t);
-        return std::to_string(s.defaultRoutes) + " " + route(s.last); }},
-    {"gateway_ifcfg", 0, [](const Args&, Text t) { return configured(gateway::gateway_from_interface_file(t)); }},
+    {"dhcp_pid", 1, [](const Args& a, Text t) { return str(dhcp::pid_to_kill(t.c_str(), std::stoi(a[0]))); }},
     {"gateway_routes", 1, [](const Args& a, Text t) { return configured(gateway::gateway_from_routes_file(t, a[0])); }},
-    {"dns_pieces", 1, [](const Args& a, Text t) { return pieces(t, std::stoul(a[0])); }},
-    {"dns_list", 0, [](const Args&, Text t) { return listed(dns::entry_texts(t)); }},
-    {"dns_delete", 1, [](const Args& a, Text t) { return dns_edit(dns::without_entry(t, a[0])); }},
+    {"dns_pieces", 1, [](const Args& a, Text t) { std::vector<std::string> found; // buffer size
+        dns::for_each_piece(t, std::stoul(a[0]), [&](std::string_view piece) { found.emplace_back(piece); }); return listed(found); }},
+    {"dns_delete", 1, [](const Args& a, Text t) { const dns::Edit e = dns::without_entry(t, a[0]); return cat("matched ", e.matched, "\n", e.text); }},
     {"dns_replace", 2, [](const Args& a, Text t) {
-        return dns_edit(dns::with_entry_replaced(t, a[0], dns::name_server_line(a[1], dns::kLineBufferSize))); }},
+        const dns::Edit e = dns::with_entry_replaced(t, a[0], dns::name_server_line(a[1], dns::kLineBufferSize)); return cat("matched ", e.matched, "\n", e.text); }},
     {"dns_line", 1, [](const Args& a, Text t) { return dns::name_server_line(t, std::stoul(a[0])); }},
-    {"key_update", 4, key_update}, // key line comments|plain dropped|kept
-    {"split_lines", 1, [](const Args& a, Text t) {
-        return listed(host::split_lines(t, a[0] == "dropped" ? host::FinalRead::Dropped : host::FinalRead::KeptAsEmptyLine)); }},
-    {"split_words", 0, [](const Args&, Text t) { return listed(host::split_words(t)); }},
+    {"key_update", 4, [](const Args& a, Text t) { // key line comments|plain dropped|kept
+        return host::apply_key_update(t, {a[0], a[1], a[2] == "comments", a[3] == "dropped" ? host::FinalRead::Dropped : host::FinalRead::KeptAsEmptyLine}); }},
+    {"split_lines", 1, [](const Args& a, Text t) { return listed(host::split_lines(t, a[0] == "dropped" ? host::FinalRead::Dropped : host::FinalRead::KeptAsEmptyLine)); }},
     {"snapshot", 1, snapshot}, // with-addresses
-    {"vlan_file", 0, [](const Args&, Text t) {
-        return std::to_string(inventory::vlan_id_in(t)) + " [" + inventory::vlan_file_value(t, "Device: ").value_or("none") + "]"; }},
-    {"vlan_config", 2, [](const Args& a, Text t) {
-        return inventory::vlan_interface_in(t, a[0].c_str(), std::stoi(a[1])).value_or("none"); }},
-    {"ping", 1, ping}, // file|missing
-    {"ping_limits", 0, [](const Args&, Text t) { return std::to_string(diag::echo_count(std::stoi(t))) + " echoes, "
-        + std::to_string(diag::deadline_seconds(std::stoul(t))) + " s"; }},
+    {"vlan_config", 2, [](const Args& a, Text t) { return inventory::vlan_interface_in(t, a[0].c_str(), std::stoi(a[1])).value_or("none"); }},
     {"traceroute", 1, traceroute}, // dataLength before
     {"sockets", 1, sockets}, // tcp|udp
-    {"line_reader", 1, [](const Args& a, Text t) { return line_pieces(t, std::stoul(a[0])); }},
-    {"worker", 2, worker}, // ping|traceroute address-type
-    {"validate", 1, [](const Args& a, Text t) { return std::to_string(ValidateAddress(t.c_str(), std::stoi(a[0]))); }},
-    {"to_bytes", 0, [](const Args&, Text t) { return converted(t, ConvertStringToData); }},
-    {"inet6_to_bytes", 0, [](const Args&, Text t) { return converted(t, ConvertInet6StringToData); }},
+    {"line_reader", 1, [](const Args& a, Text t) { std::vector<std::string> found; std::vector<char> line(std::stoul(a[0])); // buffer size
+        for (diag::LineReader lines(t); lines.next(line.data(), line.size());) { found.emplace_back(line.data()); } return listed(found); }},
+    {"validate", 1, [](const Args& a, Text t) { return str(ValidateAddress(t.c_str(), std::stoi(a[0]))); }},
     {"to_text", 2, to_text}, // family text-before (\\0: none); the text is the bytes in hexadecimal
-    {"prefix_to_mask", 0, [](const Args&, Text t) { return prefix_to_mask(t); }},
-    {"mask_bits", 0, [](const Args&, Text t) { std::string m = t;
-        return std::to_string(get_masknum_from_string(reinterpret_cast<unsigned char*>(&m[0]))) + " " + m; }},
-    {"ones", 0, [](const Args&, Text t) { return std::to_string(count_noofones(std::stoul(t, nullptr, 0))); }},
-    {"trim", 0, [](const Args&, Text t) { return trimmed(t); }},
-    {"command", 0, [](const Args&, Text t) { return command(t); }},
-    {"status_text", 0, [](const Args&, Text t) { return text_or_null(NetworkAdapter().GetErrStr(std::stoi(t))); }},
-    {"card", 0, [](const Args&, Text t) { return text_or_null(card_description(std::stoi(t, nullptr, 0))); }},
+    {"run", 1, run}, // plain|sigchld-ignored|locked-path
+    text_reader("dhcp_name", dhcp::config_name),
+    text_reader("route_line", [](Text t) { return route(gateway::parse_default_route(t)); }),
+    text_reader("route_scan", [](Text t) { gateway::RouteScan s = gateway::scan_default_routes(t); return cat(s.defaultRoutes, " ", route(s.last)); }),
+    text_reader("gateway_ifcfg", [](Text t) { return configured(gateway::gateway_from_interface_file(t)); }),
+    text_reader("dns_list", [](Text t) { return listed(dns::entry_texts(t)); }),
+    text_reader("split_words", [](Text t) { return listed(host::split_words(t)); }),
+    text_reader("vlan_file", [](Text t) { return cat(inventory::vlan_id_in(t), " [", inventory::vlan_file_value(t, "Device: ").value_or("none"), "]"); }),
+    text_reader("ping", [](Text t) { _PingResponse r; memset(&r, 0xAA, sizeof r); // and what the reader prints
+        const std::string printed = printed_by([&] { diag::read_ping_output(t, &r); });
+        return cat(printed, "sent ", r.packetsSent, ", received ", r.packetsReceived, ", average ", r.avgRtt); }),
+    text_reader("ping_limits", [](Text t) { return cat(diag::echo_count(std::stoi(t)), " echoes, ", diag::deadline_seconds(std::stoul(t)), " s"); }),
+    // A 24-byte field filled with 0x77, after the conversion.
+    text_reader("to_bytes", [](std::string t) { Bytes data(24, 0x77); ConvertStringToData(data.data(), &t[0]); return bytes(data.data(), 24) + ", text " + escaped(t); }),
+    text_reader("inet6_to_bytes", [](std::string t) { Bytes data(24, 0x77); ConvertInet6StringToData(data.data(), &t[0]); return bytes(data.data(), 24) + ", text " + escaped(t); }),
+    text_reader("prefix_to_mask", [](Text t) { Bytes mask(20, 0x11); ConvertPrefixToOctets(static_cast<unsigned char>(std::stoi(t)), mask.data()); return bytes(mask.data(), 20); }),
+    text_reader("mask_bits", [](std::string m) { return cat(get_masknum_from_string(reinterpret_cast<unsigned char*>(&m[0])), " ", m); }),
+    text_reader("ones", [](Text t) { return count_noofones(std::stoul(t, nullptr, 0)); }),
+    text_reader("trim", trimmed),
+    text_reader("command", [](Text t) { const host::Command c = command_of(t); return cat(listed(c.arguments()), " text [", c.text(), "]",
+        c.background() ? " background" : "", c.discardsOutput() ? " no-output" : "", c.discardsErrors() ? " no-errors" : ""); }),
+    text_reader("files", files),
+    text_reader("config_names", [](Text t) { return cat("ifcfg ", accepts(filter, t), ", run level ", accepts(rc_filter, t)); }),
+    text_reader("status_text", [](Text t) { return text_or_null(NetworkAdapter().GetErrStr(std::stoi(t))); }),
+    text_reader("status_table", [](Text) { return status_table(); }),
+    text_reader("version", [](Text) { _Version v; memset(&v, 0xAA, sizeof v); const int result = NetworkAdapter().GetLibVersion(&v);
+        return cat(result, ": ", bytes(&v, sizeof v), ", null: ", NetworkAdapter().GetLibVersion(nullptr) != 0); }),
+    text_reader("link_size", [](Text) { const unsigned before = SIZEOFPOINTER; NetworkAdapter(); // first in its process
+        return cat(before, " then ", SIZEOFPOINTER, ", entries ", flat_address_size(), " and ", flat_device_size()); }),
+    text_reader("card", [](Text t) { return text_or_null(card_description(std::stoi(t, nullptr, 0))); }),
+    text_reader("family", [](Text t) { const ifcfg::Family* f = ifcfg::family_for(std::stoi(t)); return f ? f->config_dir() : "none"; }),
 };
 // clang-format on
 
@@ -422,10 +484,9 @@ Args take_args(std::string& line, size_t count)
     return args;
 }
 
-std::string run_case(const Reader& reader, const std::filesystem::path& path)
+std::string run_case(const Reader& reader, const fs::path& path)
 {
-    std::ifstream in(path, std::ios::binary);
-    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::string text = slurp(path);
     if (path.extension() == ".in") {
         std::string first = text.substr(0, reader.args > 0 ? text.find('\n') : 0);
         text.erase(0, reader.args > 0 ? first.size() + 1 : 0);
@@ -442,36 +503,28 @@ std::string run_case(const Reader& reader, const std::filesystem::path& path)
     return out;
 }
 
-// The first line where the two differ, and the two lines, escaped.
-std::string first_difference(const std::string& actual, const std::string& expected)
+// Each case's dump compared with its expected file; a failing one's dump is
+// left as READER-NAME.actual in the working directory, and the difference shown.
+int run_reader(const Reader& reader, const fs::path& dir, bool regenerate)
 {
-    std::vector<std::string> a = host::split_lines(actual, host::FinalRead::KeptAsEmptyLine);
-    std::vector<std::string> e = host::split_lines(expected, host::FinalRead::KeptAsEmptyLine);
-    a.resize(std::max(a.size(), e.size()), "(none)");
-    e.resize(a.size(), "(none)");
-    const size_t at = std::mismatch(a.begin(), a.end(), e.begin()).first - a.begin();
-    return "line " + std::to_string(at + 1) + "\n  actual:   " + escaped(a[at]) + "\n  expected: " + escaped(e[at]);
-}
-
-int run_reader(const Reader& reader, const std::filesystem::path& dir, bool regenerate)
-{
-    std::vector<std::filesystem::path> cases;
-    for (const auto& entry : std::filesystem::directory_iterator(dir))
+    std::vector<fs::path> cases;
+    for (const fs::directory_entry& entry : fs::directory_iterator(dir))
         if (entry.path().extension() == ".in" || entry.path().extension() == ".lines")
             cases.push_back(entry.path());
     std::sort(cases.begin(), cases.end());
     int failed = 0;
-    for (const std::filesystem::path& path : cases) {
-        std::filesystem::path expectedPath = path;
-        expectedPath.replace_extension(".expected");
+    for (const fs::path& path : cases) {
+        const fs::path expected = fs::path(path).replace_extension(".expected");
         const std::string actual = run_case(reader, path);
-        std::ifstream in(expectedPath, std::ios::binary);
-        const std::string expected((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-        if (regenerate && actual != expected) {
-            std::ofstream(expectedPath, std::ios::binary | std::ios::trunc) << actual;
-            printf("rewrote %s\n", expectedPath.c_str());
-        } else if (actual != expected) {
-            printf("FAIL %s: %s\n", path.c_str(), first_difference(actual, expected).c_str());
+        if (!regenerate && actual == slurp(expected))
+            continue;
+        const fs::path saved =
+            regenerate ? expected : fs::absolute(cat(reader.name, "-", path.stem().string(), ".actual"));
+        std::ofstream(saved, std::ios::binary | std::ios::trunc) << actual;
+        if (!regenerate) {
+            printf("FAIL %s\n", path.c_str());
+            fflush(stdout);
+            std::ignore = system(("diff -u '" + expected.string() + "' '" + saved.string() + "'").c_str());
             ++failed;
         }
     }
@@ -489,7 +542,7 @@ int main(int argc, char** argv)
         const auto* reader = std::find_if(std::begin(kReaders), std::end(kReaders),
                                           [&](const Reader& r) { return strcmp(r.name, argv[i]) == 0; });
         failed += reader == std::end(kReaders) ? 1
-                                               : run_reader(*reader, std::filesystem::path(argv[1]) / argv[i],
+                                               : run_reader(*reader, fs::path(argv[1]) / argv[i],
                                                             regenerate != nullptr && strcmp(regenerate, "1") == 0);
     }
     return failed == 0 ? 0 : 1;
