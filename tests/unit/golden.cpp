@@ -46,6 +46,7 @@
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <tuple>
 #include <unistd.h>
 
@@ -371,6 +372,10 @@ std::string files(Text t)
         {"onboot", [&] { return host::update_key_in_file(p, {"ONBOOT", "ONBOOT=yes\n"}, rest.empty() ? nullptr : &rest); }},
         {"scratch", [&] { return host::write_scratch(at, rest); }},
         {"scratch_back", [&] { return host::copy_scratch_back(at, r); }},
+        {"background", [&] { const int started = host::run(host::Command::format("sh -c %s &", rest)); // then "go" is made,
+            std::ofstream("files/go"); // and files/marker awaited up to 5 s
+            for (int i = 0; i < 200 && access("files/marker", F_OK) != 0; ++i) usleep(25000);
+            errno = 0; out = waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD ? "" : " child left"; return started; }},
         {"scan", [&] { const int found = host::scan_config_dir(at, names); out = " " + listed(names); return found; }},
     };
     // clang-format on
@@ -393,6 +398,72 @@ std::string status_table()
     for (size_t row = 0; row < kStatusTableRows; ++row)
         out += cat("\n", read_at<int32_t>(LinNetErrStr, 12 * row), " ",
                    text_or_null(read_at<char*>(LinNetErrStr, 12 * row + 4)));
+    return out;
+}
+
+_IpAddress* address_node(uint16_t family, int32_t alias, unsigned char seed, _IpAddress* next = nullptr)
+{
+    _IpAddress* node = new_address_node();
+    node->family = family;
+    node->aliasIndex = alias;
+    node->next = next;
+    for (unsigned char i = 0; i < 16; ++i) {
+        node->address[i] = seed + i;
+        node->netmask[i] = seed + 0x20 + i;
+        node->broadcast[i] = seed + 0x40 + i;
+    }
+    return node;
+}
+
+// Two addresses, no address and two adapters flattened into buffers of 0xEE
+// bytes as the application sizes the entries: the size, whether the bytes
+// after the entries stayed, each entry in hexadecimal (an adapter's three
+// list pointers compared with the lists it was built with, then shown as 0).
+std::string flat_lists()
+{
+    NetworkAdapter adapter; // sets the list link size
+    _IpAddress* addresses = address_node(2, -1, 0x10, address_node(10, 0x01020304, 0x80));
+    _NetworkDevice* devices[2];
+    for (int n = 0; n < 2; ++n) {
+        _NetworkDevice* d = devices[n] = new_device_node();
+        snprintf(d->ifName, sizeof d->ifName, "eth%d", n);
+        snprintf(d->macAddrStr, sizeof d->macAddrStr, "a%d:00:00:00:00:a5", n);
+        d->macAddr[0] = static_cast<unsigned char>(0xA0 + n);
+        d->macAddr[5] = 0xA5;
+        d->vendorId = 0x8086 + n;
+        d->mtu = 1500 + n;
+        d->vlanId = 0x0A0B0C0D;
+        d->isDhcp = 1;
+        d->linkUp = 2;
+        d->isEnabled = static_cast<uint8_t>(3 + n);
+        d->ipList = address_node(2, -1, static_cast<unsigned char>(0x10 * n), address_node(10, 3, 1));
+        d->auxList1 = address_node(10, 3, 0x40);
+        d->auxList2 = n == 0 ? nullptr : address_node(2, -1, 0x70);
+    }
+    devices[0]->next = devices[1];
+    std::string out;
+    for (void* list : {static_cast<void*>(addresses), static_cast<void*>(nullptr), static_cast<void*>(devices[0])}) {
+        const size_t entry =
+            list == devices[0] ? sizeof(_NetworkDevice) - SIZEOFPOINTER : sizeof(_IpAddress) - SIZEOFPOINTER;
+        Bytes buf(1600, 0xEE);
+        const int used = ConstructBuffer_lib(reinterpret_cast<char*>(buf.data()), entry, list);
+        out +=
+            cat(used, " bytes", all(&buf[used], buf.size() - used, 0xEE) ? ", rest untouched\n" : ", rest written\n");
+        for (int at = 0, n = 0; at < used; at += entry, ++n) {
+            if (list == devices[0]) {
+                _IpAddress* built[3] = {devices[n]->ipList, devices[n]->auxList1, devices[n]->auxList2};
+                out += memcmp(&buf[at + entry - 24], built, 24) == 0 ? "lists as built: " : "lists changed: ";
+                memset(&buf[at + entry - 24], 0, 24);
+            }
+            for (size_t i = 0; i < entry; ++i)
+                out += "0123456789abcdef"[buf[at + i] >> 4] + std::string(1, "0123456789abcdef"[buf[at + i] & 15]);
+            out += "\n";
+        }
+    }
+    FreePtrList(addresses, sizeof(_IpAddress) - SIZEOFPOINTER);
+    FreePtrList(nullptr, 54);
+    free_NetDev_List(devices[0]);
+    free_NetDev_List(nullptr);
     return out;
 }
 
@@ -439,6 +510,9 @@ const Reader kReaders[] = {
     {"validate", 1, [](const Args& a, Text t) { return str(ValidateAddress(t.c_str(), std::stoi(a[0]))); }},
     {"to_text", 2, to_text}, // family text-before (\\0: none); the text is the bytes in hexadecimal
     {"run", 1, run}, // plain|sigchld-ignored|locked-path
+    {"card_rows", 2, [](const Args& a, Text t) { // row id-row: the row set to the other's ID and the text ("end": the end row)
+        LinNetCardDescRow& row = LinNetCardDescStr[std::stoi(a[0])]; const LinNetCardDescRow saved = row; const int id = LinNetCardDescStr[std::stoi(a[1])].deviceId;
+        row = {t == "end" ? kCardTableEnd : id, t.c_str()}; const std::string found = text_or_null(card_description(id)); row = saved; return found; }},
     text_reader("dhcp_name", dhcp::config_name),
     text_reader("route_line", [](Text t) { return route(gateway::parse_default_route(t)); }),
     text_reader("route_scan", [](Text t) { gateway::RouteScan s = gateway::scan_default_routes(t); return cat(s.defaultRoutes, " ", route(s.last)); }),
@@ -463,6 +537,7 @@ const Reader kReaders[] = {
     text_reader("config_names", [](Text t) { return cat("ifcfg ", accepts(filter, t), ", run level ", accepts(rc_filter, t)); }),
     text_reader("status_text", [](Text t) { return text_or_null(NetworkAdapter().GetErrStr(std::stoi(t))); }),
     text_reader("status_table", [](Text) { return status_table(); }),
+    text_reader("flat_lists", [](Text) { return flat_lists(); }),
     text_reader("version", [](Text) { _Version v; memset(&v, 0xAA, sizeof v); const int result = NetworkAdapter().GetLibVersion(&v);
         return cat(result, ": ", bytes(&v, sizeof v), ", null: ", NetworkAdapter().GetLibVersion(nullptr) != 0); }),
     text_reader("link_size", [](Text) { const unsigned before = SIZEOFPOINTER; NetworkAdapter(); // first in its process
