@@ -1,382 +1,275 @@
-// Concurrent callers: two processes with eight threads each mix queries and
-// changes on the simulated host. Every call's result is checked as it comes
-// back, and at the end every file the calls rewrote must hold exactly the
-// changes made, nothing lost and nothing torn.
+// Concurrent callers on the simulated host (17 adapters). Each scenario runs
+// its operations in processes of threads for some rounds; caller K has its own
+// adapter object, adapter eth(K+1), alias addresses and name server. Every
+// result must be what the same operation returns when it runs alone (a name
+// server add may also find the list full), and afterwards every file must hold
+// exactly the changes made: resolv.conf as before, each adapter's file with its
+// last MTU once and start on boot, no alias, scratch or temporary file left.
+// The operations lock excludes another holder, and neither the delayed DHCP
+// child nor the program it starts keeps it.
+#include "dhcp/dhcp.h"
+#include "host/operation_lock.h"
 #include "mxlinnet.h"
 #include "testbed.h"
 
-#include <arpa/inet.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
+#include <arpa/inet.h>
 #include <atomic>
-#include <cstring>
-#include <dirent.h>
-#include <mutex>
-#include <set>
-#include <sstream>
-#include <string>
+#include <csignal>
+#include <fcntl.h>
+#include <map>
+#include <sys/file.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
-#include <vector>
 
 namespace {
 
-constexpr int kProcesses = 2;
-constexpr int kThreads = 8;
-constexpr int kRounds = 10;
-constexpr unsigned kAdapterEntry = 721;
-constexpr unsigned kAddressEntry = 54;
-constexpr unsigned kAdapterCount = 1 + kProcesses * kThreads; // eth0 and one per thread
-constexpr int kDnsFull = 113;
-constexpr size_t kPollLimit = 3000; // 20 ms polls: a minute
-
-struct Tally {
-    std::mutex mutex;
-    unsigned calls = 0; // library calls
-    unsigned steps = 0; // checked results, each of one or two calls
-    std::vector<std::string> failures;
-
-    void record(unsigned callsMade, bool ok, const std::string& what)
-    {
-        std::lock_guard<std::mutex> hold(mutex);
-        calls += callsMade;
-        ++steps;
-        if (!ok)
-            failures.push_back(what);
-    }
-};
-
-bool suse()
-{
-    return testbed::family() == "suse";
-}
+// resolv.conf takes five name servers: while three other callers have theirs
+// in, an add is refused as a full list (113).
+constexpr const char* kFullList = "113, not listed";
 
 std::string config_dir()
 {
-    return suse() ? "/etc/sysconfig/network/" : "/etc/sysconfig/network-scripts/";
+    return testbed::family() == "suse" ? "/etc/sysconfig/network/" : "/etc/sysconfig/network-scripts/";
 }
 
-std::string quoted(const std::string& value)
+_NetParams change(uint8_t operation, const std::string& oldAddress, const std::string& newAddress)
 {
-    return suse() ? "'" + value + "'" : value;
-}
-
-std::string dotted(const unsigned char* bytes)
-{
-    char text[INET_ADDRSTRLEN] = {};
-    inet_ntop(AF_INET, bytes, text, sizeof text);
-    return text;
-}
-
-// The address of `entry` in a flattened address list (family byte first, the
-// address at offset 6).
-std::vector<std::string> addresses_in(const std::vector<unsigned char>& buffer, unsigned length)
-{
-    std::vector<std::string> addresses;
-    for (unsigned offset = 0; offset + kAddressEntry <= length; offset += kAddressEntry)
-        addresses.push_back(dotted(&buffer[offset + 6]));
-    return addresses;
-}
-
-bool holds(const std::vector<std::string>& list, const std::string& item)
-{
-    return std::find(list.begin(), list.end(), item) != list.end();
-}
-
-_NetParams address_change(uint8_t operation, const std::string& oldAddress, const std::string& newAddress)
-{
-    _NetParams params;
-    memset(&params, 0, sizeof params);
+    _NetParams params{};
     params.operation = operation;
     params.oldFamily = params.newFamily = 2;
-    const unsigned char mask[4] = {255, 255, 255, 0};
-    if (!oldAddress.empty()) {
-        inet_pton(AF_INET, oldAddress.c_str(), params.oldAddress);
-        memcpy(params.oldNetmask, mask, sizeof mask);
-    }
-    if (!newAddress.empty()) {
-        inet_pton(AF_INET, newAddress.c_str(), params.newAddress);
-        memcpy(params.newNetmask, mask, sizeof mask);
-    }
+    inet_pton(AF_INET, oldAddress.c_str(), params.oldAddress);
+    inet_pton(AF_INET, newAddress.c_str(), params.newAddress);
+    inet_pton(AF_INET, "255.255.255.0", params.oldNetmask);
+    inet_pton(AF_INET, "255.255.255.0", params.newNetmask);
     return params;
 }
 
-// One caller: its own adapter object and its own adapter (ethK, with its own
-// MTU, alias and start-on-boot), and a name server of its own in the shared
-// /etc/resolv.conf.
-class Caller {
-public:
-    Caller(int process, int thread, Tally& tally)
-        : index_(process * kThreads + thread), name_("eth" + std::to_string(1 + index_)), tally_(tally)
-    {
-        prefix_ = "198.18." + std::to_string(1 + index_) + ".";
-        nameServer_ = "10.53." + std::to_string(process) + "." + std::to_string(thread);
+// "STATUS: a b ... " as a query of 54-byte address entries lists them.
+std::string listed(NetworkAdapter& adapter,
+                   int (NetworkAdapter::*query)(char const*, unsigned, unsigned, void*, unsigned*),
+                   const std::string& name)
+{
+    std::vector<unsigned char> buffer(64 * 54);
+    unsigned length = 0;
+    std::string text = std::to_string((adapter.*query)(name.c_str(), 2, 0, buffer.data(), &length)) + ":";
+    for (unsigned offset = 0; offset + 54 <= length; offset += 54) {
+        char dotted[INET_ADDRSTRLEN] = {};
+        text += std::string(" ") + inet_ntop(AF_INET, &buffer[offset + 6], dotted, sizeof dotted);
     }
+    return text + " ";
+}
 
-    void run()
-    {
-        for (int round = 0; round < kRounds; ++round) {
-            list_adapters(round);
-            set_mtu(round);
-            add_and_delete_alias(round);
-            add_and_delete_name_server(round);
-            read_gateway(round);
-            ping_router(round);
-            disable_and_enable(round);
-        }
-    }
+// Each operation's text is the same for every caller and round when the calls
+// did what they do alone.
+using Operation = std::string (*)(NetworkAdapter&, int caller, int round);
 
-    static unsigned final_mtu(int index) { return 1280 + 8 * (kRounds - 1) + static_cast<unsigned>(index % 8); }
-
-private:
-    void check(unsigned calls, bool ok, int round, const std::string& what)
-    {
-        tally_.record(calls, ok, name_ + " round " + std::to_string(round) + ": " + what);
-    }
-
-    void list_adapters(int round)
-    {
-        std::vector<unsigned char> buffer(64 * kAdapterEntry);
-        unsigned length = 0;
-        int status = adapter_.GetNetworkAdapters(buffer.data(), &length);
-        bool found = false;
-        for (unsigned offset = 0; offset + kAdapterEntry <= length; offset += kAdapterEntry)
-            found = found || name_ == reinterpret_cast<const char*>(&buffer[offset]);
-        check(1, status == 0 && length == kAdapterCount * kAdapterEntry && found, round,
-              "GetNetworkAdapters " + std::to_string(status) + ", " + std::to_string(length) + " bytes");
-    }
-
-    void set_mtu(int round)
-    {
-        const unsigned mtu = 1280 + 8 * static_cast<unsigned>(round) + static_cast<unsigned>(index_ % 8);
-        int status = adapter_.SetMtu(name_.c_str(), mtu);
-        std::string live = testbed::read("/sys/class/net/" + name_ + "/mtu");
-        check(1, status == 0 && live == std::to_string(mtu) + "\n", round,
-              "SetMtu " + std::to_string(mtu) + " -> " + std::to_string(status) + ", kernel " + live);
-    }
-
-    std::vector<std::string> own_addresses(int& status)
-    {
-        std::vector<unsigned char> buffer(16 * kAddressEntry);
-        unsigned length = 0;
-        status = adapter_.GetAdapterIpAddress(name_.c_str(), 2, 0, buffer.data(), &length);
-        return addresses_in(buffer, length);
-    }
-
-    void add_and_delete_alias(int round)
-    {
-        const std::string alias = prefix_ + std::to_string(100 + round);
-        _NetParams add = address_change(2, "", alias);
-        int status = adapter_.SetAdapterIpAddress(name_.c_str(), &add);
-        int listed = 0;
-        std::vector<std::string> present = own_addresses(listed);
-        check(2, status == 0 && listed == 0 && holds(present, alias), round,
-              "alias " + alias + " add -> " + std::to_string(status));
-
-        _NetParams remove = address_change(4, alias, "");
-        status = adapter_.SetAdapterIpAddress(name_.c_str(), &remove);
-        std::vector<std::string> after = own_addresses(listed);
-        check(2, status == 0 && !holds(after, alias) && holds(after, prefix_ + "10"), round,
-              "alias " + alias + " delete -> " + std::to_string(status));
-    }
-
-    std::vector<std::string> name_servers(int& status)
-    {
-        std::vector<unsigned char> buffer(64 * kAddressEntry);
-        unsigned length = 0;
-        status = adapter_.GetAdapterDnsServer("eth0", 2, 0, buffer.data(), &length);
-        return addresses_in(buffer, length);
-    }
-
-    // /etc/resolv.conf takes at most five name servers: while three other
-    // callers have theirs in, an add is refused as a full list (113).
-    void add_and_delete_name_server(int round)
-    {
-        _NetParams add = address_change(2, "", nameServer_);
-        int status = adapter_.SetAdapterDns("eth0", &add);
-        int listed = 0;
-        std::vector<std::string> servers = name_servers(listed);
-        const bool kept = holds(servers, "192.0.2.53") && holds(servers, "198.51.100.53");
-        if (status == kDnsFull) {
-            check(2, listed == 0 && !holds(servers, nameServer_) && kept, round, "name server add refused, yet listed");
-            return;
-        }
-        check(2, status == 0 && listed == 0 && holds(servers, nameServer_) && kept, round,
-              "name server " + nameServer_ + " add -> " + std::to_string(status));
-
-        _NetParams remove = address_change(4, nameServer_, "");
-        status = adapter_.SetAdapterDns("eth0", &remove);
-        servers = name_servers(listed);
-        check(2, status == 0 && !holds(servers, nameServer_) && holds(servers, "198.51.100.53"), round,
-              "name server " + nameServer_ + " delete -> " + std::to_string(status));
-    }
-
-    void read_gateway(int round)
-    {
-        std::vector<unsigned char> buffer(4 * kAddressEntry);
-        unsigned length = 0;
-        int status = adapter_.GetAdapterGateway("eth0", 2, 0, buffer.data(), &length);
-        std::vector<std::string> gateways = addresses_in(buffer, length);
-        check(1, status == 0 && gateways == std::vector<std::string>{"192.0.2.1"}, round,
-              "GetAdapterGateway -> " + std::to_string(status));
-    }
-
-    void ping_router(int round)
-    {
-        auto* area = new SharedMem{};
-        int status = adapter_.Ping("192.0.2.1", 3, 1, 5000, area);
-        bool done = false;
-        for (size_t poll = 0; status == 0 && poll < kPollLimit && !done; ++poll) {
-            done = static_cast<volatile SharedMem*>(area)->done == 1;
-            if (!done)
-                usleep(20000);
-        }
-        std::atomic_thread_fence(std::memory_order_acquire);
-        _PingResponse response{};
-        memcpy(&response, area->data, sizeof response);
-        check(1, status == 0 && done && response.packetsSent == 1 && response.packetsReceived == 1, round,
-              "Ping -> " + std::to_string(status) + (done ? "" : ", never done"));
-        if (done)
-            delete area; // an unfinished worker may still write to it
-    }
-
-    void disable_and_enable(int round)
-    {
-        int disabled = adapter_.DisableEnable(name_.c_str(), 1);
-        int enabled = adapter_.DisableEnable(name_.c_str(), 2);
-        std::string flags = testbed::read("/sys/class/net/" + name_ + "/flags");
-        bool up = (std::stoul(flags.empty() ? "0" : flags, nullptr, 16) & 1U) != 0;
-        check(2, disabled == 0 && enabled == 0 && up, round,
-              "DisableEnable -> " + std::to_string(disabled) + ", " + std::to_string(enabled));
-    }
-
-    int index_;
-    std::string name_;
-    std::string prefix_;
-    std::string nameServer_;
-    Tally& tally_;
-    NetworkAdapter adapter_;
+const std::map<std::string, Operation> kOperations = {
+    {"list",
+     [](NetworkAdapter& a, int caller, int) {
+         std::vector<char> buffer(64 * 721);
+         unsigned length = 0;
+         const int status = a.GetNetworkAdapters(buffer.data(), &length);
+         bool mine = false;
+         for (unsigned offset = 0; offset + 721 <= length; offset += 721)
+             mine = mine || "eth" + std::to_string(caller + 1) == &buffer[offset];
+         return std::to_string(status) + ", " + std::to_string(length / 721) + " adapters, mine "
+                + (mine ? "in" : "out");
+     }},
+    {"mtu",
+     [](NetworkAdapter& a, int caller, int round) {
+         const std::string name = "eth" + std::to_string(caller + 1), mtu = std::to_string(1280 + round);
+         const int status = a.SetMtu(name.c_str(), 1280 + round);
+         const bool live = testbed::read("/sys/class/net/" + name + "/mtu") == mtu + "\n";
+         return std::to_string(status) + (live ? ", kernel has it" : ", kernel has another");
+     }},
+    {"alias",
+     [](NetworkAdapter& a, int caller, int round) {
+         const std::string name = "eth" + std::to_string(caller + 1), prefix = "198.18." + std::to_string(caller + 1);
+         const std::string alias = prefix + "." + std::to_string(100 + round);
+         _NetParams add = change(2, "0.0.0.0", alias), remove = change(4, alias, "0.0.0.0");
+         std::string result = std::to_string(a.SetAdapterIpAddress(name.c_str(), &add));
+         std::string now = listed(a, &NetworkAdapter::GetAdapterIpAddress, name);
+         result += now.find(" " + alias + " ") != std::string::npos ? ", listed; " : ", not listed; ";
+         result += std::to_string(a.SetAdapterIpAddress(name.c_str(), &remove));
+         now = listed(a, &NetworkAdapter::GetAdapterIpAddress, name);
+         const bool gone = now.find(" " + alias + " ") == std::string::npos;
+         return result + (gone && now.find(" " + prefix + ".10 ") != std::string::npos ? ", gone" : ", then " + now);
+     }},
+    // An entry is found by a substring test: no caller's server is part of another's.
+    {"dns",
+     [](NetworkAdapter& a, int caller, int) {
+         const std::string server = "10.53." + std::to_string(caller) + ".53";
+         _NetParams add = change(2, "0.0.0.0", server), remove = change(4, server, "0.0.0.0");
+         const int added = a.SetAdapterDns("eth0", &add);
+         std::string now = listed(a, &NetworkAdapter::GetAdapterDnsServer, "eth0");
+         const bool kept =
+             now.find(" 192.0.2.53 ") != std::string::npos && now.find(" 198.51.100.53 ") != std::string::npos;
+         std::string result =
+             std::to_string(added) + (now.find(" " + server + " ") != std::string::npos ? ", listed" : ", not listed");
+         if (!kept || added == 113)
+             return result + (kept ? "" : ", others lost: " + now);
+         result += ", " + std::to_string(a.SetAdapterDns("eth0", &remove));
+         now = listed(a, &NetworkAdapter::GetAdapterDnsServer, "eth0");
+         return result + (now.find(" " + server + " ") == std::string::npos ? ", gone" : ", then " + now);
+     }},
+    {"gateway", [](NetworkAdapter& a, int, int) { return listed(a, &NetworkAdapter::GetAdapterGateway, "eth0"); }},
+    {"ping",
+     [](NetworkAdapter& a, int, int) {
+         auto* area = new SharedMem{};
+         const int status = a.Ping("192.0.2.1", 3, 1, 5000, area);
+         for (int poll = 0; status == 0 && poll < 3000 && static_cast<volatile SharedMem*>(area)->done == 0; ++poll)
+             usleep(20000);
+         if (area->done != 1)
+             return std::to_string(status) + ", never done"; // the worker may still write to the area
+         const std::string result = std::to_string(status) + ", received " + std::to_string(area->data[1]);
+         delete area;
+         return result;
+     }},
+    {"enable",
+     [](NetworkAdapter& a, int caller, int) {
+         const std::string name = "eth" + std::to_string(caller + 1);
+         std::string result = std::to_string(a.DisableEnable(name.c_str(), 1)) + ", ";
+         result += std::to_string(a.DisableEnable(name.c_str(), 2));
+         const std::string flags = testbed::read("/sys/class/net/" + name + "/flags");
+         return result + ((std::stoul(flags.empty() ? "0" : flags, nullptr, 16) & 1U) != 0 ? ", up" : ", down");
+     }},
 };
 
-// One process's eight callers; returns its tally as text: the number of calls
-// on the first line, then one failure per line.
-std::string run_process(int process)
+struct Scenario {
+    int processes;
+    int threads;
+    int rounds;
+    std::vector<std::string> operations;
+};
+
+const std::vector<Scenario> kScenarios = {
+    {2, 8, 10, {"list", "mtu", "alias", "dns", "gateway", "ping", "enable"}},
+    {1, 16, 6, {"dns"}},
+    {4, 4, 4, {"list", "mtu", "enable"}},
+};
+
+// One process's callers. Results that differ from the alone ones go to
+// standard error; their number is the result.
+int run_process(const Scenario& scenario, int process, const std::map<std::string, std::string>& alone)
 {
-    Tally tally;
+    std::atomic<int> wrong{0};
     std::vector<std::thread> threads;
-    for (int thread = 0; thread < kThreads; ++thread)
-        threads.emplace_back([&, thread] { Caller(process, thread, tally).run(); });
+    for (int thread = 0; thread < scenario.threads; ++thread)
+        threads.emplace_back([&, caller = process * scenario.threads + thread] {
+            NetworkAdapter adapter;
+            for (int round = 0; round < scenario.rounds; ++round)
+                for (const std::string& name : scenario.operations) {
+                    const std::string result = kOperations.at(name)(adapter, caller, round);
+                    if (result != alone.at(name) && result != kFullList) {
+                        fprintf(stderr, "eth%d round %d %s: %s; alone: %s\n", caller + 1, round, name.c_str(),
+                                result.c_str(), alone.at(name).c_str());
+                        ++wrong;
+                    }
+                }
+        });
     for (std::thread& thread : threads)
         thread.join();
-    std::ostringstream text;
-    text << tally.calls << ' ' << tally.steps << '\n';
-    for (const std::string& failure : tally.failures)
-        text << failure << '\n';
-    return text.str();
+    return std::min(wrong.load(), 255);
 }
 
-std::string read_all(int fd)
+pid_t list_in_child()
 {
-    std::string text;
-    char chunk[4096];
-    ssize_t got = 0;
-    while ((got = read(fd, chunk, sizeof chunk)) > 0)
-        text.append(chunk, static_cast<size_t>(got));
-    return text;
-}
-
-std::set<std::string> directory_entries(const std::string& path)
-{
-    std::set<std::string> names;
-    if (DIR* dir = opendir(path.c_str())) {
-        while (dirent* entry = readdir(dir))
-            names.insert(entry->d_name);
-        closedir(dir);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        NetworkAdapter adapter;
+        _exit(kOperations.at("list")(adapter, 0, 0).rfind("0, ", 0) == 0 ? 0 : 1);
     }
-    return names;
+    return pid;
 }
 
-size_t count_lines_starting(const std::string& text, const std::string& start)
+bool exited_cleanly(pid_t pid)
 {
-    size_t count = 0;
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);)
-        count += line.rfind(start, 0) == 0 ? 1 : 0;
-    return count;
+    int status = 0;
+    return waitpid(pid, &status, 0) == pid && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+bool holds_lock_file(const std::string& pid)
+{
+    return testbed::sh("ls -l /proc/" + pid + "/fd | grep -c /run/lock/libmxlinnet") != "0\n";
 }
 
 } // namespace
 
-TEST(Stress, TwoProcessesOfEightThreadsLoseNothing)
+TEST(Stress, EachScenarioGivesEveryCallerWhatItGetsAlone)
 {
     REQUIRE_TESTBED();
-    if (testbed::sh("ls /sys/class/net | grep -c '^eth'") != std::to_string(kAdapterCount) + "\n")
-        GTEST_SKIP() << "needs the simulated host with " << kAdapterCount << " adapters";
+    ASSERT_EQ("17\n", testbed::sh("ls /sys/class/net | grep -c '^eth'"));
     const std::string resolvBefore = testbed::read("/etc/resolv.conf");
-    const std::set<std::string> filesBefore = directory_entries(config_dir());
-
-    int channel[2];
-    ASSERT_EQ(0, pipe(channel));
-    pid_t other = fork();
-    ASSERT_NE(-1, other);
-    if (other == 0) {
-        close(channel[0]);
-        std::string report = run_process(1);
-        _exit(write(channel[1], report.data(), report.size()) == static_cast<ssize_t>(report.size()) ? 0 : 1);
-    }
-    close(channel[1]);
-    std::string mine = run_process(0);
-    std::string theirs = read_all(channel[0]);
-    close(channel[0]);
-    int waitStatus = 0;
-    ASSERT_EQ(other, waitpid(other, &waitStatus, 0));
-    ASSERT_TRUE(WIFEXITED(waitStatus) && WEXITSTATUS(waitStatus) == 0) << "the second process did not finish";
-
-    unsigned calls = 0;
-    unsigned steps = 0;
-    size_t failures = 0;
-    for (const std::string& report : {mine, theirs}) {
-        std::istringstream lines(report);
-        std::string line;
-        ASSERT_TRUE(std::getline(lines, line)) << "no report";
-        std::istringstream counts(line);
-        unsigned processCalls = 0;
-        unsigned processSteps = 0;
-        counts >> processCalls >> processSteps;
-        calls += processCalls;
-        steps += processSteps;
-        while (std::getline(lines, line)) {
-            ADD_FAILURE() << line;
-            ++failures;
+    const std::string filesBefore = testbed::sh("ls -a " + config_dir());
+    const bool suse = testbed::family() == "suse";
+    NetworkAdapter first;
+    for (const Scenario& scenario : kScenarios) {
+        std::map<std::string, std::string> alone;
+        for (const std::string& name : scenario.operations)
+            alone[name] = kOperations.at(name)(first, 0, 0);
+        std::vector<pid_t> others;
+        for (int process = 1; process < scenario.processes; ++process)
+            if (others.emplace_back(fork()) == 0)
+                _exit(run_process(scenario, process, alone));
+        EXPECT_EQ(0, run_process(scenario, 0, alone)) << "results differ from the alone ones (above)";
+        for (pid_t other : others)
+            EXPECT_TRUE(exited_cleanly(other)) << "results of another process differ (above)";
+        EXPECT_EQ(resolvBefore, testbed::read("/etc/resolv.conf"));
+        EXPECT_EQ(filesBefore, testbed::sh("ls -a " + config_dir()));
+        const std::string mtu = std::to_string(1280 + scenario.rounds - 1);
+        for (int caller = 0; caller < scenario.processes * scenario.threads; ++caller) {
+            const std::string path = config_dir() + "ifcfg-eth" + std::to_string(caller + 1);
+            const std::string file = testbed::read(path);
+            if (std::count(scenario.operations.begin(), scenario.operations.end(), "mtu") > 0) {
+                EXPECT_EQ(suse ? "MTU='" + mtu + "'\n" : "MTU=" + mtu + "\n", testbed::sh("grep ^MTU= " + path))
+                    << file;
+            }
+            EXPECT_NE(std::string::npos, file.find(suse ? "STARTMODE='onboot'\n" : "ONBOOT=yes\n")) << file;
+            EXPECT_EQ("", testbed::sh("grep -o '198[.]18[.]" + std::to_string(caller + 1) + "[.]1[0-9][0-9]' " + path));
         }
+        EXPECT_EQ(
+            "", testbed::sh("cd /tmp && ls printlinkinfo routelistinfo tmpip tmpresolv.conf pinginfo tracerouteinfo"));
     }
-    // Eight steps a round, nine when the name-server list had room.
-    const unsigned rounds = kProcesses * kThreads * kRounds;
-    EXPECT_LE(8 * rounds, steps);
-    EXPECT_GE(9 * rounds, steps);
-    printf("stress: %u library calls (%u checked steps) from %d processes x %d threads, %u name-server adds "
-           "refused as full, %zu failed steps\n",
-           calls, steps, kProcesses, kThreads, 9 * rounds - steps, failures);
+}
 
-    // Every name server added was deleted again: the file is as before.
-    EXPECT_EQ(resolvBefore, testbed::read("/etc/resolv.conf"));
-    // No alias file, scratch or temporary file is left behind.
-    EXPECT_EQ(filesBefore, directory_entries(config_dir()));
-    for (int index = 0; index < kProcesses * kThreads; ++index) {
-        const std::string name = "eth" + std::to_string(1 + index);
-        const std::string file = testbed::read(config_dir() + "ifcfg-" + name);
-        EXPECT_EQ(1U, count_lines_starting(file, "MTU=")) << file;
-        EXPECT_NE(std::string::npos, file.find("MTU=" + quoted(std::to_string(Caller::final_mtu(index))) + "\n"))
-            << file;
-        EXPECT_NE(std::string::npos, file.find(suse() ? "STARTMODE='onboot'\n" : "ONBOOT=yes\n")) << file;
-        for (int round = 0; round < kRounds; ++round) {
-            const std::string alias = "198.18." + std::to_string(1 + index) + "." + std::to_string(100 + round);
-            EXPECT_EQ(std::string::npos, file.find(alias)) << "deleted alias " << alias << " is still configured";
-        }
-    }
-    for (const char* fixed : {"/tmp/printlinkinfo", "/tmp/routelistinfo", "/tmp/tmpip", "/tmp/tmpresolv.conf",
-                              "/tmp/pinginfo", "/tmp/tracerouteinfo"})
-        EXPECT_FALSE(testbed::exists(fixed)) << fixed << " left behind";
+TEST(OperationLock, AnotherHolderMakesOperationsWaitTheirTurn)
+{
+    REQUIRE_TESTBED();
+    const char* path = host::lock_file_path(host::LockName::Operations);
+    NetworkAdapter().isNetworkManagerEnabled(); // any operation makes the lock file
+    EXPECT_EQ("600\n", testbed::sh(std::string("test -f ") + path + " && stat -c %a " + path));
+    const int holder = open(path, O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(0, flock(holder, LOCK_EX));
+    const pid_t waiting = list_in_child();
+    usleep(300 * 1000);
+    EXPECT_EQ(0, waitpid(waiting, nullptr, WNOHANG)) << "the listing ran while another process held the lock";
+    flock(holder, LOCK_UN); // the child's copy of the descriptor holds it too
+    close(holder);
+    EXPECT_TRUE(exited_cleanly(waiting));
+}
+
+TEST(OperationLock, ProgramsTheLibraryStartsDoNotKeepTheLock)
+{
+    REQUIRE_TESTBED();
+    // The delayed DHCP client start: the child sleeps a second, then starts
+    // the program, which outlives the call. Well within that second the child
+    // has let go of the lock file.
+    char command[] = "/bin/sleep 29.75 &";
+    const pid_t delayed = execute_dhcp_client(command);
+    signal(SIGCHLD, SIG_DFL); // set to ignored by the client start, for good
+    ASSERT_GT(delayed, 0);
+    bool held = true;
+    for (int attempt = 0; attempt < 10 && held; ++attempt, usleep(held ? 50 * 1000 : 0))
+        held = holds_lock_file(std::to_string(delayed));
+    EXPECT_FALSE(held) << "the delayed child keeps the lock file open";
+    std::string program;
+    for (int attempt = 0; attempt < 100 && program.empty(); ++attempt, usleep(50 * 1000))
+        program = testbed::sh("pgrep -x -f '/bin/sleep 29.75' | tr -d '\\n'");
+    ASSERT_NE("", program) << "the program never started";
+    EXPECT_FALSE(holds_lock_file(program)) << "the started program holds the lock file";
+    // With the program still running, another process gets its turn at once.
+    EXPECT_TRUE(exited_cleanly(list_in_child()));
+    kill(std::stoi(program), SIGKILL);
 }
