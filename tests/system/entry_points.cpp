@@ -1,10 +1,12 @@
 // The library calls a scenario can make, by name: each takes the words after
-// the name and writes the records it got back as text lines.
+// the name and writes what it got back as text lines. Most hand the words to
+// the function as its parameters, decoded by the parameters' types. A record
+// kind is a table of its fields: the text before the value, the field's
+// offset, how to read it and its width.
 #include "scenario.h"
 
 #include "api/globals.h"
 #include "api/lists.h"
-#include "api/report.h"
 #include "dhcp/dhcp.h"
 #include "diag/diagnostics.h"
 #include "dns/dns.h"
@@ -27,13 +29,129 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <filesystem>
+#include <iomanip>
+#include <set>
 #include <sstream>
-#include <sys/stat.h>
-#include <thread>
 #include <unistd.h>
+
+namespace fs = std::filesystem;
 
 namespace scenario {
 namespace {
+
+// A field of a flattened record (kinds: see value()).
+struct Field {
+    const char* before;
+    unsigned at;
+    char kind;
+    unsigned width = 0;
+};
+using Layout = std::vector<Field>;
+
+bool all_zero(const unsigned char* from, size_t size)
+{
+    return std::all_of(from, from + size, [](unsigned char b) { return b == 0; });
+}
+
+std::string hex(const unsigned char* from, size_t size)
+{
+    std::ostringstream out;
+    for (size_t i = 0; i < size; ++i)
+        out << std::hex << std::setw(2) << std::setfill('0') << +from[i];
+    return out.str();
+}
+
+std::string dotted(const unsigned char* bytes)
+{
+    char out[INET_ADDRSTRLEN] = {};
+    return inet_ntop(AF_INET, bytes, out, sizeof out);
+}
+
+std::string text(const unsigned char* field, size_t width)
+{
+    return std::string(reinterpret_cast<const char*>(field), strnlen(reinterpret_cast<const char*>(field), width));
+}
+
+// The value of a field of one of these kinds: u, i, x: a little-endian
+// number of `width` bytes, unsigned, signed (4 bytes) or in hex; d: an IPv4
+// address; a: one in 16 bytes, the rest in hex when set; t: the text quoted,
+// n: bare; m: the bytes in hex; z: the text before only when a byte is set.
+std::string value(const Field& f, const unsigned char* record)
+{
+    const unsigned char* at = record + f.at;
+    uint64_t number = 0;
+    memcpy(&number, at, std::min(f.width, 8U));
+    std::ostringstream inHex;
+    inHex << std::hex << number;
+    // clang-format off
+    switch (f.kind) {
+    case 'u': return std::to_string(number);
+    case 'i': return std::to_string(static_cast<int32_t>(number));
+    case 'x': return inHex.str();
+    case 'd': return dotted(at);
+    case 'a': return dotted(at) + (all_zero(at + 4, 12) ? "" : "+" + hex(at + 4, 12));
+    case 't': return "\"" + text(at, f.width) + "\"";
+    case 'n': return text(at, f.width);
+    case 'm': return hex(at, f.width);
+    default: return all_zero(at, f.width) ? "" : f.before;
+    }
+    // clang-format on
+}
+
+// clang-format off
+const Layout kAddress = {{"address family=", 0, 'u', 2}, {" alias=", 2, 'i', 4}, {" ", 6, 'a'}, {" mask ", 22, 'a'},
+    {" brd ", 38, 'a'}};
+const Layout kDevice = {{"device ", 0, 'n', 128}, {"\n  description ", 128, 't', 256}, {"\n  mac ", 384, 'm', 6},
+    {" ", 390, 't', 20}, {" copy ", 410, 't', 144}, {"\n  vendor ", 554, 'x', 4}, {" device ", 558, 't', 128},
+    {" mtu ", 686, 'u', 4}, {" vlan ", 690, 'u', 4}, {"\n  dhcp ", 694, 'u', 1}, {" link ", 695, 'u', 1},
+    {" enabled ", 696, 'u', 1}, {" lists set", 697, 'z', 24}};
+const Layout kConnection = {{"connection protocol=", 0, 'u', 1}, {" state=", 1, 'u', 1}, {" ", 2, 'a'},
+    {":", 18, 'u', 4}, {" -> ", 22, 'a'}, {":", 38, 'u', 4}, {" reserved set", 42, 'z', 9}};
+// The counters sit in slots of 8 bytes from offset 20, in the file's order.
+const Layout kStats = {{"stats mask ", 0, 'x', 4}, {" time set", 4, 'z', 8}, {"\n  rx_bytes ", 36, 'u', 8},
+    {"\n  rx_packets ", 44, 'u', 8}, {"\n  rx_errors ", 28, 'u', 8}, {"\n  rx_dropped ", 20, 'u', 8},
+    {"\n  multicast ", 124, 'u', 8}, {"\n  tx_bytes ", 68, 'u', 8}, {"\n  tx_packets ", 76, 'u', 8},
+    {"\n  tx_errors ", 100, 'u', 8}, {"\n  tx_dropped ", 108, 'u', 8}, {"\n  reserved bytes set", 52, 'z', 16},
+    {"\n  reserved bytes set", 84, 'z', 16}, {"\n  reserved bytes set", 116, 'z', 8},
+    {"\n  reserved bytes set", 132, 'z', 24}};
+const Layout kArea = {{"shm done ", 4100, 'u', 1}, {" busy ", 4101, 'u', 1}, {" status ", 4102, 'u', 4},
+    {" reserved ", 4106, 'u', 1}, {" kind ", 4107, 'u', 4}, {" length ", 4096, 'u', 4}};
+const Layout kPing = {{"  ping sent ", 0, 'u', 1}, {" received ", 1, 'u', 1}};
+const Layout kHop = {{"  hop kind ", 0, 'u', 1}, {" ", 1, 'd'}, {" reserved set", 5, 'z', 12}};
+// clang-format on
+
+// One record as text: one line, more for the layouts that break lines.
+std::string record_text(const Layout& layout, const unsigned char* record)
+{
+    std::string out;
+    for (const Field& field : layout)
+        out += (field.kind == 'z' ? "" : field.before) + value(field, record);
+    return out + "\n";
+}
+
+// An entry point that hands its words to `function` as its parameters.
+template <class R, class... A>
+EntryPoint plain(R (*function)(A...))
+{
+    return [function](Call& c) {
+        return static_cast<int>(std::apply(function, std::tuple<std::decay_t<A>...>{c.arg<std::decay_t<A>>()...}));
+    };
+}
+
+template <class R, class... A>
+EntryPoint plain(R (NetworkAdapter::*method)(A...))
+{
+    return [method](Call& c) {
+        const auto call = [&](auto... a) { return static_cast<int>((c.adapter.*method)(a...)); };
+        return std::apply(call, std::tuple<std::decay_t<A>...>{c.arg<std::decay_t<A>>()...});
+    };
+}
+
+std::string quoted(const std::string& text)
+{
+    return "\"" + text + "\"";
+}
 
 // "A.B.C.D/PREFIX" into an address and its netmask; "-" leaves both zero.
 void address_and_mask(const std::string& text, unsigned char* address, unsigned char* mask)
@@ -47,370 +165,191 @@ void address_and_mask(const std::string& text, unsigned char* address, unsigned 
         mask[bit / 8] |= static_cast<unsigned char>(0x80 >> (bit % 8));
 }
 
-// Arguments from `from` on: OPERATION OLD NEW [NEWFAMILY [DHCP]].
-_NetParams params(const Call& call, size_t from)
+// NAME OPERATION OLD NEW [NEWFAMILY [DHCP]] for a setter taking _NetParams.
+EntryPoint setting(int (NetworkAdapter::*method)(const char*, _NetParams*))
 {
-    _NetParams p{};
-    p.operation = static_cast<uint8_t>(call.n(from));
-    p.oldFamily = 2;
-    p.newFamily = static_cast<uint8_t>(call.has(from + 3) ? call.n(from + 3) : 2);
-    p.useDhcp = static_cast<uint8_t>(call.has(from + 4) ? call.n(from + 4) : 0);
-    address_and_mask(call.s(from + 1), p.oldAddress, p.oldNetmask);
-    address_and_mask(call.s(from + 2), p.newAddress, p.newNetmask);
-    return p;
+    return [method](Call& c) {
+        _NetParams p{};
+        p.operation = c.n(1);
+        p.oldFamily = 2;
+        p.newFamily = c.has(4) ? c.n(4) : 2;
+        p.useDhcp = c.has(5) ? c.n(5) : 0;
+        address_and_mask(c.s(2), p.oldAddress, p.oldNetmask);
+        address_and_mask(c.s(3), p.newAddress, p.newNetmask);
+        return (c.adapter.*method)(c.s(0).c_str(), &p);
+    };
 }
 
-// A list call into a buffer of 0xEE bytes; [null] passes no buffer.
-template <class List>
-int listed(Call& call, size_t bufferArg, unsigned entry, List list,
-           void (*dump)(std::ostream&, const unsigned char*, unsigned))
+// NAME FAMILY [null|buf [LENGTH]]: the addresses listed into 0xEE bytes.
+EntryPoint listing(int (NetworkAdapter::*method)(const char*, unsigned, unsigned, void*, unsigned*))
 {
-    std::vector<unsigned char> buffer(entry * 64, 0xEE);
-    unsigned length = call.has(bufferArg + 1) ? static_cast<unsigned>(call.n(bufferArg + 1)) : 7;
-    const bool none = call.has(bufferArg) && call.s(bufferArg) == "null";
-    const int status = list(none ? nullptr : buffer.data(), &length);
-    call.out << "length " << length << "\n";
-    if (!none && length < buffer.size()) {
-        dump(call.out, buffer.data(), length);
-        if (buffer[length] != 0xEE)
-            call.out << "written past the entries\n";
-    }
-    return status;
+    return [method](Call& c) {
+        std::vector<unsigned char> buffer(54 * 64, 0xEE);
+        unsigned length = c.has(3) ? c.n(3) : 7;
+        const bool none = c.has(2) && c.s(2) == "null";
+        const int status = (c.adapter.*method)(c.s(0).c_str(), c.n(1), 0, none ? nullptr : buffer.data(), &length);
+        c.out << "length " << length << "\n";
+        for (unsigned at = 0; !none && at + 54 <= length && length < buffer.size(); at += 54)
+            c.out << record_text(kAddress, &buffer[at]);
+        if (!none && length < buffer.size() && buffer[length] != 0xEE)
+            c.out << "written past the entries\n";
+        return status;
+    };
 }
 
-_NetworkDevice device(const Call& call, size_t nameArg)
+// The area a ping or traceroute worker publishes into (`fill` bytes before:
+// the application zeroes it), once the worker that `start` began has ended.
+int diagnose(Call& c, unsigned char fill, const std::function<int(SharedMem*)>& start)
 {
-    _NetworkDevice dev{};
-    strncpy(dev.ifName, call.s(nameArg).c_str(), sizeof dev.ifName - 1);
-    if (call.has(nameArg + 1))
-        strncpy(dev.macAddrStr, call.s(nameArg + 1).c_str(), sizeof dev.macAddrStr - 1);
-    return dev;
-}
-
-// Ping and TraceRoute publish through the area; wait as the application does.
-int diagnose(Call& call, const std::function<int(SharedMem*)>& start)
-{
-    auto* shm = new SharedMem{};
-    const int status = start(shm);
-    bool done = false;
-    for (int i = 0; i < 1500 && !done; ++i) {
-        done = static_cast<volatile SharedMem*>(shm)->done == 1;
-        usleep(done ? 0 : 20000);
+    auto* area = static_cast<SharedMem*>(malloc(sizeof(SharedMem)));
+    memset(area, fill, sizeof *area);
+    const auto threads = [] {
+        return std::distance(fs::directory_iterator("/proc/self/task"), fs::directory_iterator());
+    };
+    const auto before = threads();
+    const int status = start(area);
+    for (int i = 0; i < 1500 && threads() > before; ++i)
+        usleep(20000);
+    if (threads() > before) {
+        c.out << "worker still running\n"; // the area stays: the worker may still write it
+        return status;
     }
     std::atomic_thread_fence(std::memory_order_acquire);
-    if (done) {
-        dump_shared_mem(call.out, *shm);
-        delete shm; // an area whose worker never finished stays: it may still write
-    } else {
-        call.out << "never done\n";
-    }
+    const auto* bytes = reinterpret_cast<const unsigned char*>(area);
+    const unsigned length = area->dataLength;
+    c.out << record_text(kArea, bytes);
+    if (area->resultKind == 104 && length >= sizeof(_PingResponse))
+        c.out << record_text(kPing, bytes);
+    for (unsigned at = 0; area->resultKind == 106 && at + 25 <= length && length <= 4096; at += 25)
+        c.out << record_text(kHop, bytes + at);
+    if (!std::all_of(bytes + (length <= 4096 ? length : 0), bytes + 4096, [&](unsigned char b) { return b == fill; }))
+        c.out << "  bytes set past the data\n";
+    free(area);
     return status;
 }
 
-std::vector<unsigned char> target(const Call& call)
+// TARGET TYPE ...: an IPv4 address as 4 bytes for type 1, else the text.
+std::vector<unsigned char> target(const Call& c)
 {
     std::vector<unsigned char> bytes(64, 0);
-    if (call.n(1) == 1)
-        inet_pton(AF_INET, call.s(0).c_str(), bytes.data());
+    if (c.n(1) == 1)
+        inet_pton(AF_INET, c.s(0).c_str(), bytes.data());
     else
-        memcpy(bytes.data(), call.s(0).data(), std::min<size_t>(63, call.s(0).size()));
+        memcpy(bytes.data(), c.s(0).data(), std::min<size_t>(63, c.s(0).size()));
     return bytes;
 }
 
+// clang-format off
+using A = NetworkAdapter;
 const std::map<std::string, EntryPoint> kEntryPoints = {
     // The adapter object.
-    {"adapters",
-     [](Call& c) {
-         std::vector<unsigned char> buffer(721 * 64 + 16, 0xEE);
-         unsigned length = 0;
-         const int status = c.adapter.GetNetworkAdapters(buffer.data(), &length);
-         c.out << "length " << length << (buffer[length] == 0xEE ? "" : " written past the entries") << "\n";
-         dump_devices(c.out, buffer.data(), length, c.args);
-         return status;
-     }},
-    {"get_ip",
-     [](Call& c) {
-         return listed(
-             c, 2, 54,
-             [&](void* b, unsigned* l) { return c.adapter.GetAdapterIpAddress(c.s(0).c_str(), c.n(1), 0, b, l); },
-             dump_addresses);
-     }},
-    {"set_ip",
-     [](Call& c) {
-         _NetParams p = params(c, 1);
-         return c.adapter.SetAdapterIpAddress(c.s(0).c_str(), &p);
-     }},
-    {"disable_enable", [](Call& c) { return c.adapter.DisableEnable(c.s(0).c_str(), c.n(1)); }},
-    {"get_gateway",
-     [](Call& c) {
-         return listed(
-             c, 2, 54,
-             [&](void* b, unsigned* l) { return c.adapter.GetAdapterGateway(c.s(0).c_str(), c.n(1), 0, b, l); },
-             dump_addresses);
-     }},
-    {"set_gateway",
-     [](Call& c) {
-         _NetParams p = params(c, 1);
-         return c.adapter.SetAdapterGateway(c.s(0).c_str(), &p);
-     }},
-    {"get_dns",
-     [](Call& c) {
-         return listed(
-             c, 2, 54,
-             [&](void* b, unsigned* l) { return c.adapter.GetAdapterDnsServer(c.s(0).c_str(), c.n(1), 0, b, l); },
-             dump_addresses);
-     }},
-    {"set_dns",
-     [](Call& c) {
-         _NetParams p = params(c, 1);
-         return c.adapter.SetAdapterDns(c.s(0).c_str(), &p);
-     }},
-    {"set_mtu", [](Call& c) { return c.adapter.SetMtu(c.s(0).c_str(), c.n(1)); }},
-    {"set_mtu_file", [](Call& c) { return c.adapter.SetMTUInConfigFile(c.c(0), c.c(1), c.n(2)); }},
-    {"set_vlan", [](Call& c) { return c.adapter.SetVlanId(c.c(0), c.n(1), 0); }},
-    {"set_vlan_wrapper", [](Call& c) { return c.adapter.SetVlanIdWrapper(c.c(0), c.n(1), 0, c.n(2)); }},
-    {"remove_vlan", [](Call& c) { return c.adapter.RemoveVlan(c.s(0).c_str(), c.n(1)); }},
-    {"rem_vlan_conffile", [](Call& c) { return c.adapter.RemVlanIdConffile(c.s(0).c_str(), c.n(1), nullptr); }},
-    {"reapply",
-     [](Call& c) {
-         int isDhcp = -1;
-         char* address = c.c(1);
-         const int status = c.adapter.GetAndSetIpAddrFromConfFile(c.c(0), &isDhcp, address, nullptr, nullptr);
-         c.out << "dhcp " << isDhcp << " address \"" << address << "\"\n";
-         return status;
-     }},
-    {"ping",
-     [](Call& c) {
-         std::vector<unsigned char> to = target(c);
-         return diagnose(c, [&](SharedMem* shm) { return c.adapter.Ping(to.data(), c.n(1), c.n(2), c.n(3), shm); });
-     }},
-    {"traceroute",
-     [](Call& c) {
-         std::vector<unsigned char> to = target(c);
-         return diagnose(c, [&](SharedMem* shm) { return c.adapter.TraceRoute(to.data(), c.n(1), shm); });
-     }},
-    {"connections",
-     [](Call& c) {
-         std::vector<unsigned char> buffer(51 * 4096);
-         unsigned length = c.has(0) ? c.n(0) : 0;
-         const unsigned start = length;
-         const int status = c.adapter.GetConnections(buffer.data(), &length);
-         c.out << "grew by " << length - start << " errno " << errno << "\n";
-         dump_connections(c.out, buffer.data(), length - start);
-         return status;
-     }},
-    {"stats",
-     [](Call& c) {
-         _InterfaceStats stats;
-         memset(&stats, 0xAA, sizeof stats);
-         unsigned length = 7;
-         const int status = c.adapter.GetAdapterStats(c.s(0).c_str(), &stats, &length);
-         c.out << "length " << length << "\n";
-         std::ostringstream text;
-         dump_stats(text, stats);
-         if (status == 0)
-             c.out << (c.has(1) ? text.str().substr(0, text.str().find('\n') + 1) : text.str());
-         return status;
-     }},
-    {"network_manager_enabled", [](Call& c) { return c.adapter.isNetworkManagerEnabled() ? 1 : 0; }},
+    {"adapters", [](Call& c) { std::vector<unsigned char> buffer(721 * 64 + 16, 0xEE); unsigned length = 0;
+        const int status = c.adapter.GetNetworkAdapters(buffer.data(), &length);
+        c.out << "length " << length << (buffer[length] == 0xEE ? "" : " written past the entries") << "\n";
+        for (unsigned at = 0; at + 721 <= length; at += 721) { // only the adapters named, if any
+            const auto* text = reinterpret_cast<const char*>(&buffer[at]);
+            const std::string name(text, strnlen(text, 128));
+            if (c.args.empty() || std::find(c.args.begin(), c.args.end(), name) != c.args.end())
+                c.out << (all_zero(&buffer[at], 721) ? "device (all zero)\n" : record_text(kDevice, &buffer[at])); }
+        return status; }},
+    {"connections", [](Call& c) { std::vector<unsigned char> buffer(51 * 4096); unsigned length = c.has(0) ? c.n(0) : 0;
+        const unsigned start = length; const int status = c.adapter.GetConnections(buffer.data(), &length);
+        c.out << "grew by " << length - start << " errno " << errno << "\n";
+        std::multiset<std::string> lines; // sorted: the kernel lists sockets in its hash tables' order
+        for (unsigned at = 0; at + 51 <= length - start; at += 51) lines.insert(record_text(kConnection, &buffer[at]));
+        for (const std::string& line : lines) c.out << line;
+        return status; }},
+    {"stats", [](Call& c) { _InterfaceStats stats; memset(&stats, 0xAA, sizeof stats); unsigned length = 7;
+        const int status = c.adapter.GetAdapterStats(c.s(0).c_str(), &stats, &length);
+        const std::string text = record_text(kStats, reinterpret_cast<unsigned char*>(&stats)); // `mask`: line 1 only
+        c.out << "length " << length << "\n"
+              << (status != 0 ? "" : c.has(1) ? text.substr(0, text.find('\n') + 1) : text);
+        return status; }},
+    {"get_ip", listing(&A::GetAdapterIpAddress)}, {"set_ip", setting(&A::SetAdapterIpAddress)},
+    {"get_gateway", listing(&A::GetAdapterGateway)}, {"set_gateway", setting(&A::SetAdapterGateway)},
+    {"get_dns", listing(&A::GetAdapterDnsServer)}, {"set_dns", setting(&A::SetAdapterDns)},
+    {"set_mtu", plain(&A::SetMtu)}, {"set_mtu_file", plain(&A::SetMTUInConfigFile)},
+    {"set_vlan", plain(&A::SetVlanId)}, {"set_vlan_wrapper", plain(&A::SetVlanIdWrapper)},
+    {"remove_vlan", plain(&A::RemoveVlan)}, {"rem_vlan_conffile", plain(&A::RemVlanIdConffile)},
+    {"disable_enable", plain(&A::DisableEnable)}, {"network_manager_enabled", plain(&A::isNetworkManagerEnabled)},
     {"report_failure", [](Call& c) { return linnet_report_failure(c.adapter, c.n(0)); }},
+    {"reapply", [](Call& c) { int dhcp = -1; char* address = c.c(1);
+        const int status = c.adapter.GetAndSetIpAddrFromConfFile(c.c(0), &dhcp, address, nullptr, nullptr);
+        c.out << "dhcp " << dhcp << " address " << quoted(address) << "\n"; return status; }},
+    {"ping", [](Call& c) { return diagnose(c, 0, [&](SharedMem* area) {
+        return c.adapter.Ping(target(c).data(), c.n(1), c.n(2), c.n(3), area); }); }},
+    {"traceroute", [](Call& c) { return diagnose(c, 0, [&](SharedMem* area) {
+        return c.adapter.TraceRoute(target(c).data(), c.n(1), area); }); }},
+    // ping|traceroute TYPE: the worker's body on this thread, its exit value the status.
+    {"worker", [](Call& c) { return diagnose(c, 0xAA, [&](SharedMem* area) {
+        auto* params = static_cast<ThreadParams*>(calloc(1, sizeof(ThreadParams)));
+        params->addrType = c.n(1); params->shm = area;
+        void* result = (c.s(0) == "ping" ? Thread_Ping : Thread_TraceRoute)(params);
+        return static_cast<int>(reinterpret_cast<intptr_t>(result));
+    }); }},
 
     // Exported functions below the object.
-    {"modify_file",
-     [](Call& c) {
-         char address[] = "10.1.1.5", netmask[] = "255.255.255.0", broadcast[] = "10.1.1.255";
-         return modify_networking_configfile(c.n(0), c.c(1), address, netmask, broadcast, "52:54:00:00:00:01", c.n(2),
-                                             c.n(3));
-     }},
-    {"add_entry",
-     [](Call& c) {
-         int label = c.n(2);
-         const int status = add_file_entry(c.c(0), &label, c.c(1), c.c(3));
-         c.out << "label " << label << "\n";
-         return status;
-     }},
-    {"delete_entry", [](Call& c) { return delete_file_entry(c.c(0), 2, c.c(1), c.c(2)); }},
-    {"distro",
-     [](Call& c) {
-         int distro = c.n(0);
-         const int status = get_linux_distro(&distro);
-         c.out << "distro " << distro << "\n";
-         return status;
-     }},
-    {"runlevel", [](Call& c) { return GetCurrentRunLevel(c.n(0)); }},
-    {"networking", [](Call& c) { return CheckNetworkingEnabled(c.n(0)); }},
-    {"network_manager", [](Call& c) { return CheckNetworkManagerEnabled(c.n(0), c.n(1)); }},
-    {"adapter_desc",
-     [](Call& c) {
-         _NetworkDevice dev{};
-         dev.vendorId = c.n(1);
-         strncpy(dev.deviceId, c.s(2).c_str(), sizeof dev.deviceId - 1);
-         const int status = get_adapter_desc(c.c(0), &dev);
-         c.out << "description \"" << dev.description << "\"\n";
-         return status;
-     }},
-    {"vlan_name",
-     [](Call& c) {
-         char name[64] = {};
-         const int status = get_vlan_interface_name(c.s(0).c_str(), c.n(1), 0, c.has(2) ? nullptr : name);
-         c.out << "name \"" << name << "\"\n";
-         return status;
-     }},
-    {"vlan_id", [](Call& c) { return get_vlan_id(c.s(0).c_str()); }},
-    {"vlan_parent",
-     [](Call& c) {
-         char* parent = get_vlan_parent(c.s(0).c_str());
-         c.out << "parent " << (parent != nullptr ? parent : "(null)") << "\n";
-         free(parent);
-         return 0;
-     }},
-    {"bootproto",
-     [](Call& c) {
-         _NetworkDevice dev = device(c, 0);
-         const int status = get_bootproto(&dev);
-         c.out << "dhcp " << +dev.isDhcp << "\n";
-         return status;
-     }},
-    {"ethtool", [](Call& c) { return get_ethtool_details(c.c(0)); }},
-    {"ethtool_driver",
-     [](Call& c) {
-         ethtool_drvinfo info{};
-         const int status = get_ethtool_drv_details(&info, c.c(0));
-         c.out << "driver \"" << info.driver << "\"\n";
-         return status;
-     }},
-    {"bypass", [](Call& c) { return is_bypass_interface(c.c(0)); }},
-    {"enable_dhcp",
-     [](Call& c) {
-         _NetworkDevice dev = device(c, 0);
-         if (c.has(3))
-             strncpy(dev.ifName, c.s(3).c_str(), sizeof dev.ifName - 1);
-         const int status = enableDhcp(c.s(0).c_str(), c.s(1) == "-" ? nullptr : &dev, c.n(2));
-         c.out << "command \"" << system_buf << "\"\n";
-         return status;
-     }},
-    {"dhcp_file",
-     [](Call& c) {
-         _NetworkDevice dev = device(c, 1);
-         return change_to_dhcp_in_configfile(c.n(0), c.s(1) == "-" ? nullptr : &dev);
-     }},
-    {"kill_dhcp_client", [](Call& c) { return kill_dhc_process(c.n(0), c.c(1)); }},
-    {"dhcp_client",
-     [](Call& c) {
-         const pid_t child = execute_dhcp_client(c.c(0));
-         struct sigaction now {};
-         sigaction(SIGCHLD, nullptr, &now);
-         errno = 0;
-         const int after = host::run(host::Command::format("/bin/true"));
-         c.out << "child " << (child > 0 ? "started" : "none") << "\ncommand \"" << system_buf << "\"\nSIGCHLD "
-               << (now.sa_handler == SIG_IGN ? "ignored" : "handled") << "\nthen /bin/true " << after << " errno "
-               << errno << "\n";
-         for (int i = 0; i < 500 && access(("/proc/" + std::to_string(child)).c_str(), F_OK) == 0; ++i)
-             usleep(20000);
-         return access(("/proc/" + std::to_string(child)).c_str(), F_OK) == 0 ? -1 : 0;
-     }},
-    {"link_up", [](Call& c) { return BringLinkUp(c.c(0)); }},
-    {"link_down", [](Call& c) { return BringLinkDown(c.c(0)); }},
-    {"ifup", [](Call& c) { return BringLinkIfUp(c.c(0)); }},
-    {"ifdown", [](Call& c) { return BringLinkIfDown(c.c(0)); }},
-    {"enable_conf", [](Call& c) { return EnableDeviceConfFile(c.c(0), reinterpret_cast<unsigned char*>(c.c(1))); }},
-    {"update_key",
-     [](Call& c) {
-         return host::update_key_in_file(c.s(0), host::KeyUpdate{c.s(1), c.s(2)});
-     }},
-    {"replace_file", [](Call& c) { return host::replace_file(c.s(0), c.s(1)); }},
-    {"fixed_file",
-     [](Call& c) {
-         const bool written = host::write_fixed_file(c.s(0).c_str(), c.s(1));
-         struct stat info {};
-         lstat(c.s(0).c_str(), &info);
-         c.out << (S_ISREG(info.st_mode) ? "regular" : "not regular") << " mode " << std::oct << (info.st_mode & 0777)
-               << std::dec << " \"" << read(c.s(0)) << "\"\n";
-         host::remove_fixed_file(c.s(0).c_str());
-         return written ? 0 : 1;
-     }},
-    {"dns_entries",
-     [](Call& c) {
-         _IpAddress head{};
-         int count = -1;
-         const int status = get_dns_entries(&head, &count);
-         _IpAddress* next = head.next;
-         c.out << "count " << count << " address \"" << std::string(reinterpret_cast<char*>(head.address), 16)
-               << "\" rest "
-               << (std::all_of(head.netmask, head.broadcast + 16, [](unsigned char b) { return b == 0; }) ? "zero"
-                                                                                                          : "set")
-               << " next " << (next == nullptr ? "null" : "set") << "\n";
-         return status;
-     }},
-    {"check_dns", [](Call& c) { return check_dns_entry(c.c(0), c.n(1)); }},
-    {"gateway_in_file",
-     [](Call& c) {
-         char text[16];
-         memset(text, 'x', sizeof text);
-         int found = 0;
-         const int status = get_gateway_bootproto_from_conf_file(c.c(0), text, &found);
-         c.out << "text \"" << std::string(text, sizeof text) << "\" found " << found << "\n";
-         return status;
-     }},
-    {"set_route",
-     [](Call& c) {
-         struct sigaction ignore {
-         }, saved{};
-         ignore.sa_handler = SIG_IGN;
-         if (c.has(2))
-             sigaction(SIGCHLD, &ignore, &saved);
-         const int status = _SetGateway(c.c(0), c.c(1));
-         if (c.has(2))
-             sigaction(SIGCHLD, &saved, nullptr);
-         return status;
-     }},
-    {"delete_route", [](Call&) { return DelGateway(nullptr, nullptr); }},
-    {"delete_route_again", [](Call&) { return _DelGateway() != 0 ? 1 : 0; }},
-    {"routed_device",
-     [](Call& c) {
-         char dev[80] = "unchanged";
-         const int status = get_ifname_gw_set(dev, nullptr);
-         c.out << "device \"" << dev << "\"\n";
-         return status;
-     }},
-    {"add_vlan_conffile",
-     [](Call& c) {
-         _NetworkDevice record{};
-         strncpy(record.macAddrStr, c.s(2).c_str(), sizeof record.macAddrStr - 1);
-         return AddVlanIdConffile(c.s(0).c_str(), c.n(1), &record);
-     }},
-    {"vlan_present",
-     [](Call& c) {
-         _NetworkDevice* list = nullptr;
-         unsigned char count = 0;
-         GetNetworkAdapterDetails(&list, &count, 0);
-         const int status = check_vlan_present(c.s(0).c_str(), list);
-         free_NetDev_List(list);
-         return status;
-     }},
-    {"ping_command",
-     [](Call& c) {
-         char command[240] = {};
-         const int status = execute_ping_cmd(command, "/tmp/ping-out", c.c(0), 4, 1);
-         c.out << "command \"" << command << "\"\n";
-         return status;
-     }},
-    {"traceroute_command",
-     [](Call& c) {
-         char command[240] = {};
-         const int status = execute_traceroute_cmd(command, "/tmp/trace-out", c.c(0));
-         c.out << "command \"" << command << "\"\n";
-         return status;
-     }},
-    {"read_counters",
-     [](Call& c) {
-         _InterfaceStats stats{};
-         const int status = ParseSysNetDev(&stats, c.c(0));
-         dump_stats(c.out, stats);
-         return status;
-     }},
-    {"set_mtu_ioctl", [](Call& c) { return SetMTUIoctl(c.s(0).c_str(), c.n(1)); }},
+    {"modify_file", plain(modify_networking_configfile)}, {"delete_entry", plain(delete_file_entry)},
+    {"add_entry", [](Call& c) { int label = c.n(2); const int status = add_file_entry(c.c(0), &label, c.c(1), c.c(3));
+        c.out << "label " << label << "\n"; return status; }},
+    {"distro", [](Call& c) { int distro = c.n(0); const int status = get_linux_distro(&distro);
+        c.out << "distro " << distro << "\n"; return status; }},
+    {"runlevel", plain(GetCurrentRunLevel)}, {"networking", plain(CheckNetworkingEnabled)},
+    {"network_manager", plain(CheckNetworkManagerEnabled)},
+    {"adapter_desc", [](Call& c) { _NetworkDevice dev{}; dev.vendorId = c.n(1);
+        strncpy(dev.deviceId, c.s(2).c_str(), sizeof dev.deviceId - 1);
+        const int status = get_adapter_desc(c.c(0), &dev);
+        c.out << "description " << quoted(dev.description) << "\n"; return status; }},
+    {"bootproto", [](Call& c) { _NetworkDevice* dev = c.arg<_NetworkDevice*>(); const int status = get_bootproto(dev);
+        c.out << "dhcp " << +dev->isDhcp << "\n"; return status; }},
+    {"ethtool", plain(get_ethtool_details)}, {"bypass", plain(is_bypass_interface)},
+    {"ethtool_driver", [](Call& c) { ethtool_drvinfo info{}; const int status = get_ethtool_drv_details(&info, c.c(0));
+        c.out << "driver " << quoted(info.driver) << "\n"; return status; }},
+    {"read_counters", [](Call& c) { _InterfaceStats stats{}; const int status = ParseSysNetDev(&stats, c.c(0));
+        c.out << record_text(kStats, reinterpret_cast<unsigned char*>(&stats)); return status; }},
+    {"set_mtu_ioctl", plain(SetMTUIoctl)},
+    {"vlan_id", plain(get_vlan_id)}, {"add_vlan_conffile", plain(AddVlanIdConffile)},
+    {"vlan_name", [](Call& c) { char name[64] = {};
+        const int status = get_vlan_interface_name(c.s(0).c_str(), c.n(1), 0, c.has(2) ? nullptr : name);
+        c.out << "name " << quoted(name) << "\n"; return status; }},
+    {"vlan_parent", [](Call& c) { char* parent = get_vlan_parent(c.s(0).c_str());
+        c.out << "parent " << (parent != nullptr ? parent : "(null)") << "\n"; free(parent); return 0; }},
+    {"vlan_present", [](Call& c) { _NetworkDevice* list = nullptr; unsigned char count = 0;
+        GetNetworkAdapterDetails(&list, &count, 0);
+        const int status = check_vlan_present(c.s(0).c_str(), list); free_NetDev_List(list); return status; }},
+    {"enable_dhcp", [](Call& c) { const int status = plain(enableDhcp)(c);
+        c.out << "command " << quoted(system_buf) << "\n"; return status; }},
+    {"dhcp_file", plain(change_to_dhcp_in_configfile)}, {"kill_dhcp_client", plain(kill_dhc_process)},
+    // COMMAND: the client started, with SIGCHLD as it leaves it, a command run after, the client's end.
+    {"dhcp_client", [](Call& c) { const pid_t child = execute_dhcp_client(c.c(0)); struct sigaction now {};
+        sigaction(SIGCHLD, nullptr, &now); errno = 0; const int after = host::run(host::Command::format("/bin/true"));
+        c.out << "child " << (child > 0 ? "started" : "none") << "\ncommand " << quoted(system_buf) << "\nSIGCHLD "
+              << (now.sa_handler == SIG_IGN ? "ignored" : "handled") << "\nthen /bin/true " << after << " errno "
+              << errno << "\n";
+        const std::string proc = "/proc/" + std::to_string(child);
+        for (int i = 0; i < 500 && access(proc.c_str(), F_OK) == 0; ++i) usleep(20000);
+        return access(proc.c_str(), F_OK) == 0 ? -1 : 0; }},
+    {"link_up", plain(BringLinkUp)}, {"link_down", plain(BringLinkDown)}, {"ifup", plain(BringLinkIfUp)},
+    {"ifdown", plain(BringLinkIfDown)}, {"enable_conf", plain(EnableDeviceConfFile)},
+    {"update_key", [](Call& c) { return host::update_key_in_file(c.s(0), host::KeyUpdate{c.s(1), c.s(2)}); }},
+    {"replace_file", plain(host::replace_file)}, {"fixed_file", plain(host::write_fixed_file)},
+    {"dns_entries", [](Call& c) { _IpAddress head{}; int count = -1; const int status = get_dns_entries(&head, &count);
+        c.out << "count " << count << " address " << quoted(std::string(reinterpret_cast<char*>(head.address), 16))
+              << " rest " << (all_zero(head.netmask, 32) ? "zero" : "set") << " next " << (head.next ? "set" : "null")
+              << "\n"; return status; }},
+    {"check_dns", plain(check_dns_entry)},
+    {"gateway_in_file", [](Call& c) { char text[16]; memset(text, 'x', sizeof text); int found = 0;
+        const int status = get_gateway_bootproto_from_conf_file(c.c(0), text, &found);
+        c.out << "text " << quoted(std::string(text, sizeof text)) << " found " << found << "\n"; return status; }},
+    {"set_route", plain(_SetGateway)}, {"delete_route", plain(DelGateway)}, {"delete_route_again", plain(_DelGateway)},
+    {"routed_device", [](Call& c) { char dev[80] = "unchanged"; const int status = get_ifname_gw_set(dev, nullptr);
+        c.out << "device " << quoted(dev) << "\n"; return status; }},
+    {"command", [](Call& c) { char command[240] = {}; // ping|traceroute TARGET
+        const int status = c.s(0) == "ping" ? execute_ping_cmd(command, "/tmp/ping-out", c.c(1), 4, 1)
+                                            : execute_traceroute_cmd(command, "/tmp/trace-out", c.c(1));
+        c.out << "command " << quoted(command) << "\n"; return status; }},
 };
+// clang-format on
 
 } // namespace
 

@@ -5,16 +5,17 @@
 // LINNET_REGENERATE=1 writes the transcript instead (to NAME.expected when
 // there is none yet or it already matches, else to NAME.FAMILY.expected).
 #include "scenario.h"
-#include "testbed.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <grp.h>
 #include <regex>
 #include <sstream>
 #include <sys/stat.h>
@@ -22,6 +23,7 @@
 #include <syslog.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 namespace fs = std::filesystem;
 
@@ -41,99 +43,59 @@ constexpr const char* kResetNetwork =
 
 std::string family()
 {
-    const char* value = getenv("LINNET_TESTBED");
-    if (value == nullptr)
-        return "";
-    return access("/sys/class/net/eth0", F_OK) == 0 ? value : "empty-host";
-}
-
-std::string config_dir(const std::string& family)
-{
-    return family == "suse" ? "/etc/sysconfig/network" : "/etc/sysconfig/network-scripts";
-}
-
-std::string unescape(const std::string& text)
-{
-    std::string out;
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '\\' || i + 1 == text.size()) {
-            out += text[i];
-            continue;
-        }
-        const char c = text[++i];
-        out += c == 'n' ? '\n' : c == 't' ? '\t' : c == '0' ? '\0' : c;
-    }
-    return out;
+    const std::string value = testbed::family();
+    return value.empty() || testbed::exists("/sys/class/net/eth0") ? value : "empty-host";
 }
 
 // Words of a line; "quoted text" with \n, \t, \0 escapes is one word.
-std::vector<std::string> words(const std::string& line, const std::string& family)
+std::vector<std::string> words(const std::string& line)
 {
     std::vector<std::string> out;
-    for (size_t at = line.find_first_not_of(' '); at != std::string::npos; at = line.find_first_not_of(' ', at)) {
-        size_t end = at;
-        if (line[at] == '"') {
-            for (end = at + 1; end < line.size() && line[end] != '"'; ++end)
-                end += line[end] == '\\';
-            out.push_back(unescape(line.substr(at + 1, end - at - 1)));
-            ++end;
-        } else {
-            end = std::min(line.find(' ', at), line.size());
-            out.push_back(line.substr(at, end - at));
+    for (size_t at = line.find_first_not_of(' '); at < line.size(); at = line.find_first_not_of(' ', at + 1)) {
+        const bool quoted = line[at] == '"';
+        std::string word;
+        for (at += quoted; at < line.size() && line[at] != (quoted ? '"' : ' '); ++at) {
+            const char c = quoted && line[at] == '\\' && at + 1 < line.size() ? line[++at] : '\\';
+            word += c == '\\' ? line[at] : c == 'n' ? '\n' : c == 't' ? '\t' : c == '0' ? '\0' : c;
         }
-        for (size_t var; (var = out.back().find("$CFG")) != std::string::npos;)
-            out.back().replace(var, 4, config_dir(family));
-        at = end;
+        out.push_back(word);
     }
     return out;
 }
 
-// The words after the verb, as the shell should see them.
-std::string rest_of(std::string line, const std::string& family)
-{
-    for (size_t var; (var = line.find("$CFG")) != std::string::npos;)
-        line.replace(var, 4, config_dir(family));
-    const size_t space = line.find(' ');
-    return space == std::string::npos ? "" : line.substr(space + 1);
-}
-
 template <class Condition>
-void wait_for(Condition done, int milliseconds = 10000)
+void wait_for(Condition done)
 {
-    for (int waited = 0; waited < milliseconds && !done(); waited += 20)
+    for (int waited = 0; waited < 10000 && !done(); waited += 20)
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
 }
 
 std::string file_text(const std::string& path)
 {
-    struct stat info {};
-    if (lstat(path.c_str(), &info) != 0)
+    if (!fs::exists(fs::symlink_status(path)))
         return "(absent)\n";
-    std::string out;
-    if (S_ISLNK(info.st_mode))
-        out = "(link to " + fs::read_symlink(path).string() + ")\n";
+    const std::string link = fs::is_symlink(path) ? "(link to " + fs::read_symlink(path).string() + ")\n" : "";
     const std::string text = read(path);
     if (text.empty())
-        return out + "(empty)\n";
-    return out + text + (text.back() == '\n' ? "" : "\n(no newline at end)\n");
+        return link + "(empty)\n";
+    return link + text + (text.back() == '\n' ? "" : "\n(no newline at end)\n");
 }
 
 // The messages sent to the system log since `offset`: a mark logged last
 // tells when the sink has written everything before it.
-std::string logged_since(size_t offset)
+std::string logged_since(size_t& offset)
 {
     static int marks = 0;
     const std::string mark = "scenario mark " + std::to_string(++marks);
     syslog(LOG_INFO, "%s", mark.c_str());
     std::string log;
     wait_for([&] { return (log = read("/run/testbed/syslog").substr(offset)).find(mark) != std::string::npos; });
+    offset += log.size();
     std::string messages;
     std::istringstream lines(log.substr(0, log.find(mark)));
-    for (std::string line; std::getline(lines, line);) {
-        const size_t at = line.find("linnet: ");
-        if (at != std::string::npos)
+    for (std::string line; std::getline(lines, line);)
+        if (const size_t at = line.find("linnet: "); at != std::string::npos)
             messages += line.substr(at + 8) + "\n";
-    }
     return messages;
 }
 
@@ -144,8 +106,7 @@ public:
         sh(kResetNetwork);
         sh(std::string("tar cf /run/scenario-saved.tar -C / tmp ") + kSaved + " 2>/dev/null");
         sigaction(SIGCHLD, nullptr, &sigchld_);
-        mask_ = umask(022);
-        umask(mask_);
+        umask(mask_ = umask(022));
         callsOffset_ = read("/run/testbed/calls.log").size();
         logOffset_ = read("/run/testbed/syslog").size();
     }
@@ -157,48 +118,37 @@ public:
         sigaction(SIGCHLD, &sigchld_, nullptr);
         umask(mask_);
         sh(std::string("cd / && rm -rf /tmp/* ") + kSaved + "; tar xf /run/scenario-saved.tar 2>/dev/null");
-        sh(kResetNetwork);
     }
 
-    void step(const std::string& line)
+    void step(const std::string& raw)
     {
-        const std::vector<std::string> w = words(line, family_);
-        const std::string& verb = w.at(0);
-        if (verb == "write") {
-            std::ofstream(w.at(1), std::ios::binary | std::ios::trunc) << w.at(2);
-        } else if (verb == "remove") {
-            unlink(w.at(1).c_str());
-        } else if (verb == "run") {
-            sh(rest_of(line, family_));
-        } else if (verb == "undo") {
-            undo_.push_back(rest_of(line, family_));
-        } else if (verb == "umask") {
-            umask(static_cast<mode_t>(std::stoi(w.at(1), nullptr, 8)));
-        } else if (verb == "errno") {
-            errno_ = std::stoi(w.at(1));
-        } else if (verb == "wait") {
-            wait_for([&] { return access(w.at(1).c_str(), F_OK) == 0; });
-        } else if (verb == "mask") {
-            masks_.emplace_back(rest_of(line, family_));
-        } else if (verb == "sleep") {
-            std::this_thread::sleep_for(std::chrono::milliseconds(std::stoi(w.at(1))));
-        } else if (verb == "call") {
-            call(line, w);
-        } else if (verb == "show") {
-            transcript_ << "$ " << line << "\n" << file_text(w.at(1));
-        } else if (verb == "live") {
-            transcript_ << "$ " << line << "\n" << sh(rest_of(line, family_) + " 2>&1");
-        } else if (verb == "calls") {
-            const std::string calls = read("/run/testbed/calls.log");
-            transcript_ << "$ calls\n" << calls.substr(std::min(callsOffset_, calls.size()));
-            callsOffset_ = calls.size();
-        } else if (verb == "log") {
-            const std::string messages = logged_since(logOffset_);
-            transcript_ << "$ log\n" << messages;
-            logOffset_ = read("/run/testbed/syslog").size();
-        } else {
-            ADD_FAILURE() << "unknown step: " << line;
-        }
+        const char* configDir = family_ == "suse" ? "/etc/sysconfig/network" : "/etc/sysconfig/network-scripts";
+        const std::string line = std::regex_replace(raw, std::regex("\\$CFG"), configDir);
+        const std::vector<std::string> w = words(line);
+        const std::string rest = line.substr(std::min(line.size(), w.at(0).size() + 1));
+        // clang-format off
+        const std::map<std::string, std::function<void()>> steps = {
+            {"write", [&] { testbed::write(w.at(1), w.at(2)); }},
+            {"remove", [&] { unlink(w.at(1).c_str()); }},
+            {"run", [&] { sh(rest); }},
+            {"undo", [&] { undo_.push_back(rest); }},
+            {"umask", [&] { umask(static_cast<mode_t>(std::stoi(w.at(1), nullptr, 8))); }},
+            {"sigchld", [&] { signal(SIGCHLD, w.at(1) == "ignore" ? SIG_IGN : SIG_DFL); }},
+            {"errno", [&] { errno_ = std::stoi(w.at(1)); }},
+            {"user", [&] { user_ = std::stoi(w.at(1)); }},
+            {"wait", [&] { wait_for([&] { return access(w.at(1).c_str(), F_OK) == 0; }); }},
+            {"sleep", [&] { std::this_thread::sleep_for(std::chrono::milliseconds(std::stoi(w.at(1)))); }},
+            {"mask", [&] { masks_.emplace_back(rest); }},
+            {"call", [&] { call(raw, w); }},
+            {"show", [&] { transcript_ << "$ " << raw << "\n" << file_text(w.at(1)); }},
+            {"live", [&] { transcript_ << "$ " << raw << "\n" << sh(rest + " 2>&1"); }},
+            {"calls", [&] { const std::string calls = read("/run/testbed/calls.log");
+                transcript_ << "$ calls\n" << calls.substr(std::min(callsOffset_, calls.size()));
+                callsOffset_ = calls.size(); }},
+            {"log", [&] { transcript_ << "$ log\n" << logged_since(logOffset_); }},
+        };
+        // clang-format on
+        steps.at(w.at(0))(); // an unknown step throws
     }
 
     // The transcript with what varies from run to run (mask REGEX) as '#'.
@@ -211,22 +161,17 @@ public:
     }
 
 private:
-    void call(const std::string& line, const std::vector<std::string>& w)
+    void call(const std::string& raw, const std::vector<std::string>& w)
     {
-        const auto entry = entry_points().find(w.at(1));
-        if (entry == entry_points().end()) {
-            ADD_FAILURE() << "unknown entry point: " << line;
-            return;
-        }
-        transcript_ << "$ " << line << "\n";
+        const EntryPoint& entry = entry_points().at(w.at(1)); // an unknown one throws
+        transcript_ << "$ " << raw << "\n";
         std::ostringstream records;
-        Call call{std::vector<std::string>(w.begin() + 2, w.end()), records, adapter_, {}};
-        memset(&adapter_, 'x', 1); // a message left from before would show as "x..."
+        Call call{std::vector<std::string>(w.begin() + 2, w.end()), records, adapter_, 0, {}, {}};
+        memset(static_cast<void*>(&adapter_), 'x', 1); // a message left from before would show as "x..."
         fflush(stdout);
         testing::internal::CaptureStdout();
-        errno = errno_;
-        const int status = entry->second(call);
-        errno_ = 0;
+        errno = std::exchange(errno_, 0);
+        const int status = user_ < 0 ? entry(call) : as_user(std::exchange(user_, -1), entry, call);
         const std::string printed = testing::internal::GetCapturedStdout();
         transcript_ << records.str() << "status " << status << "\n";
         const char* message = reinterpret_cast<const char*>(&adapter_);
@@ -236,6 +181,18 @@ private:
             transcript_ << "stdout\n" << printed << (printed.back() == '\n' ? "" : "\n") << "stdout end\n";
     }
 
+    // The call's status when made by a child process with the user's (and
+    // group's) id, 200 when it could not become that user.
+    static int as_user(int user, const EntryPoint& entry, Call& call)
+    {
+        const pid_t child = fork();
+        if (child == 0)
+            _exit(setgroups(0, nullptr) == 0 && setgid(user) == 0 && setuid(user) == 0 ? entry(call) : 200);
+        int status = 0;
+        waitpid(child, &status, 0);
+        return WEXITSTATUS(status);
+    }
+
     std::string family_;
     std::ostringstream transcript_;
     std::vector<std::string> undo_;
@@ -243,85 +200,63 @@ private:
     struct sigaction sigchld_ {};
     mode_t mask_ = 022;
     size_t callsOffset_ = 0, logOffset_ = 0;
-    int errno_ = 0;
+    int errno_ = 0, user_ = -1;
     NetworkAdapter adapter_;
 };
 
-struct Scenario {
-    fs::path path;
-    std::string name() const
-    {
-        std::string text = path.parent_path().filename().string() + "_" + path.stem().string();
-        for (char& c : text)
-            c = isalnum(static_cast<unsigned char>(c)) ? c : '_';
-        return text;
-    }
-};
-
-bool runs_on(const fs::path& path, const std::string& family)
+// The scenarios whose first line "on FAMILY..." names the host's family (by
+// default every family but the empty host).
+std::vector<std::string> scenarios()
 {
-    std::ifstream in(path);
-    std::string first;
-    std::getline(in, first);
-    if (first.rfind("on ", 0) != 0)
-        return family != "empty-host";
-    return (" " + first.substr(3) + " ").find(" " + family + " ") != std::string::npos;
-}
-
-std::vector<Scenario> scenarios()
-{
-    std::vector<Scenario> found;
+    std::vector<std::string> found;
     const std::string host = family();
-    if (host.empty())
-        return found;
-    for (const auto& entry : fs::recursive_directory_iterator(LINNET_SCENARIO_DIR))
-        if (entry.path().extension() == ".scenario" && runs_on(entry.path(), host))
-            found.push_back({entry.path()});
-    std::sort(found.begin(), found.end(), [](const Scenario& a, const Scenario& b) { return a.path < b.path; });
+    for (const auto& entry : fs::recursive_directory_iterator(LINNET_SCENARIO_DIR)) {
+        std::string first;
+        std::getline(std::ifstream(entry.path()), first);
+        const std::string families =
+            first.rfind("on ", 0) == 0 ? first.substr(2) + " " : " redhat suse xenserver unknown ";
+        if (!host.empty() && entry.path().extension() == ".scenario"
+            && families.find(" " + host + " ") != std::string::npos)
+            found.push_back(entry.path());
+    }
+    std::sort(found.begin(), found.end());
     return found;
 }
 
-class Scenarios : public testing::TestWithParam<Scenario> {};
+class Scenarios : public testing::TestWithParam<std::string> {};
 
 TEST_P(Scenarios, TranscriptMatches)
 {
-    const fs::path& path = GetParam().path;
+    const fs::path path = GetParam();
     const std::string host = family();
-    std::string transcript;
-    {
-        HostRun run(host);
-        std::ifstream in(path);
-        for (std::string line; std::getline(in, line);)
+    HostRun run(host);
+    std::ifstream in(path);
+    for (std::string line; std::getline(in, line);) {
+        try {
             if (!line.empty() && line[0] != '#' && line.rfind("on ", 0) != 0)
                 run.step(line);
-        transcript = run.transcript();
+        } catch (const std::exception& error) {
+            ADD_FAILURE() << "step \"" << line << "\": " << error.what();
+        }
     }
-    fs::path expected = fs::path(path).replace_extension("." + host + ".expected");
+    const std::string transcript = run.transcript();
+    const fs::path own = fs::path(path).replace_extension("." + host + ".expected");
     const fs::path common = fs::path(path).replace_extension(".expected");
-    if (!fs::exists(expected))
-        expected = common;
-    if (getenv("LINNET_REGENERATE") != nullptr) {
-        if (expected == common && fs::exists(common) && read(common) != transcript)
-            expected = fs::path(path).replace_extension("." + host + ".expected");
-        std::ofstream(expected, std::ios::binary | std::ios::trunc) << transcript;
-        return;
-    }
-    EXPECT_EQ(read(expected), transcript) << "transcript of " << path << " differs from " << expected;
+    const bool regenerate = getenv("LINNET_REGENERATE") != nullptr;
+    // A new transcript goes to NAME.expected unless that holds another's.
+    const bool ownFile = fs::exists(own) || (regenerate && fs::exists(common) && read(common) != transcript);
+    if (regenerate)
+        testbed::write(ownFile ? own : common, transcript);
+    else
+        EXPECT_EQ(read(ownFile ? own : common), transcript) << path << " differs from " << (ownFile ? own : common);
 }
 
-INSTANTIATE_TEST_SUITE_P(System, Scenarios, testing::ValuesIn(scenarios()),
-                         [](const testing::TestParamInfo<Scenario>& info) { return info.param.name(); });
+INSTANTIATE_TEST_SUITE_P(System, Scenarios, testing::ValuesIn(scenarios()), [](const auto& info) {
+    const std::string name = fs::relative(info.param, LINNET_SCENARIO_DIR).replace_extension().string();
+    return std::regex_replace(name, std::regex("[^A-Za-z0-9]"), "_");
+});
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(Scenarios);
 
 } // namespace
-
-char* Call::c(size_t i)
-{
-    if (args.at(i) == "-")
-        return nullptr;
-    buffers.push_back(args.at(i));
-    buffers.back().resize(std::max<size_t>(buffers.back().size() + 1, 256), '\0');
-    return &buffers.back()[0];
-}
 
 } // namespace scenario

@@ -29,13 +29,7 @@ bool exists(const std::string& path)
 
 void write(const std::string& path, const std::string& content)
 {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out << content;
-}
-
-void remove(const std::string& path)
-{
-    unlink(path.c_str());
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
 }
 
 std::string calls_log()
@@ -43,39 +37,16 @@ std::string calls_log()
     return read("/run/testbed/calls.log");
 }
 
-std::string system_log()
-{
-    return read("/run/testbed/syslog");
-}
-
 std::string sh(const std::string& command)
 {
     std::string output;
     FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr)
-        return output;
     char buffer[4096];
-    size_t n;
-    while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0)
+    for (size_t n; pipe != nullptr && (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;)
         output.append(buffer, n);
-    pclose(pipe);
+    if (pipe != nullptr)
+        pclose(pipe);
     return output;
-}
-
-FileGuard::FileGuard(std::initializer_list<std::string> paths)
-{
-    for (const std::string& path : paths)
-        saved_[path] = {exists(path), read(path)};
-}
-
-FileGuard::~FileGuard()
-{
-    for (const auto& [path, saved] : saved_) {
-        if (saved.first)
-            write(path, saved.second);
-        else
-            remove(path);
-    }
 }
 
 } // namespace testbed

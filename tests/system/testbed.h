@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
 #include <string>
 
 namespace testbed {
@@ -16,27 +15,12 @@ std::string family();
 std::string read(const std::string& path);
 bool exists(const std::string& path);
 void write(const std::string& path, const std::string& content);
-void remove(const std::string& path);
 
-// What the recording stand-ins logged, and what reached the system log.
+// What the recording stand-ins logged.
 std::string calls_log();
-std::string system_log();
 
 // Output of a command run through the shell (test set-up only).
 std::string sh(const std::string& command);
-
-// Saves files on construction and puts them back (or removes them) on
-// destruction, so tests that edit the simulated host leave it as they found it.
-class FileGuard {
-public:
-    explicit FileGuard(std::initializer_list<std::string> paths);
-    ~FileGuard();
-    FileGuard(const FileGuard&) = delete;
-    FileGuard& operator=(const FileGuard&) = delete;
-
-private:
-    std::map<std::string, std::pair<bool, std::string>> saved_;
-};
 
 } // namespace testbed
 
