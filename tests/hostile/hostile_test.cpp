@@ -479,10 +479,6 @@ void check_written(const std::string& path, const std::string& call)
 std::string after(const std::string& call, bool existing)
 {
     std::string record;
-    for (const std::string& change : changes("outside", outside()))
-        ADD_FAILURE() << call << ": changed outside the configuration: " << change;
-    for (const std::string& name : lines_of(testbed::sh(std::string("ls -A ") + kCallDir)))
-        ADD_FAILURE() << call << ": left in the working directory: " << shown(name);
     std::vector<std::string> written;
     for (const std::string& change : changes("configuration", configuration())) {
         const std::string path = change.substr(change.find(' ', change.find(' ', 2) + 1) + 1);
@@ -493,6 +489,11 @@ std::string after(const std::string& call, bool existing)
                 check_written(path, call);
         }
     }
+    // After the sourcing of the files written, which might leave a canary too.
+    for (const std::string& change : changes("outside", outside()))
+        ADD_FAILURE() << call << ": changed outside the configuration: " << change;
+    for (const std::string& name : lines_of(testbed::sh(std::string("ls -A ") + kCallDir)))
+        ADD_FAILURE() << call << ": left in the working directory: " << shown(name);
     for (const std::string& change : changes("live", kLive)) {
         record += " live: " + shown(change, 120);
         if (!existing)
