@@ -197,9 +197,20 @@ int said(int status, const std::function<std::string()>& text)
     return status;
 }
 
+std::string shown(const std::string& text, size_t limit = 64)
+{
+    std::string result;
+    for (unsigned char c : text.substr(0, limit)) {
+        char escaped[8];
+        snprintf(escaped, sizeof escaped, c >= 0x20 && c < 0x7f && c != '\\' ? "%c" : "\\x%02x", c);
+        result += escaped;
+    }
+    return '"' + result + (text.size() > limit ? "\"...(" + std::to_string(text.size()) + " bytes)" : "\"");
+}
+
 std::string holds(const std::string& path, const std::string& text)
 {
-    return (testbed::read(path).find(text) == std::string::npos ? "without " : "with ") + text;
+    return (testbed::read(path).find(text) == std::string::npos ? "without " : "with ") + shown(text);
 }
 
 // clang-format off
@@ -329,17 +340,6 @@ const std::vector<std::pair<std::string, std::string>> kPlants = {
     {"file of another user", std::string("install -o 65534 -g 65534 ") + kProtected + " "},
     {"directory", "mkdir "},
 };
-
-std::string shown(const std::string& text, size_t limit = 64)
-{
-    std::string result;
-    for (unsigned char c : text.substr(0, limit)) {
-        char escaped[8];
-        snprintf(escaped, sizeof escaped, c >= 0x20 && c < 0x7f && c != '\\' ? "%c" : "\\x%02x", c);
-        result += escaped;
-    }
-    return '"' + result + (text.size() > limit ? "\"...(" + std::to_string(text.size()) + " bytes)" : "\"");
-}
 
 std::string quoted(const std::string& text)
 {
