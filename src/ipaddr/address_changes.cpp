@@ -60,6 +60,10 @@ int add_all_addresses(const std::string& ifname, _IpAddress* list)
 int ipaddr::modify(ifcfg::HostFamily& hostFamily, int primary, char* ifname, char* address, char* netmask,
                    char* broadcast, _NetParams* params, _NetworkDevice* device)
 {
+    // The addresses are taken off and put back around the file's rewrite: a
+    // name no file can carry is refused before that.
+    if (ifcfg::refuses_file_name(hostFamily, ifname))
+        return status::kFileOpen;
     int position = 1;
     _IpAddress* target = device->ipList;
     if (primary != 1) {

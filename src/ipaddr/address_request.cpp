@@ -61,6 +61,10 @@ int set_adapter_address(NetworkAdapter& adapter, char const* ifname, _NetParams*
         return status::kAddressAssigned;
     if (hostFamily.status() != status::kSuccess)
         return hostFamily.status();
+    // Every request writes the adapter's files: a name no file can carry is
+    // refused before anything changes at run time, the client stop included.
+    if (ifcfg::refuses_file_name(hostFamily, name.c_str()))
+        return linnet_report_failure(adapter, status::kFileOpen);
     // A DHCP client still running for the adapter would take the address back.
     if (hostFamily.family() != nullptr)
         hostFamily.family()->stop_dhcp_client(name);
