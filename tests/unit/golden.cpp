@@ -66,9 +66,10 @@ std::string str(const T& value)
         return std::string(value);
 }
 
-// The parts, numbers in decimal, one after the other.
+// The parts, numbers in decimal, one after the other. Taken by value: a
+// packed record's field is copied, never bound to a reference.
 template <typename... T>
-std::string cat(const T&... parts)
+std::string cat(T... parts)
 {
     return (std::string() + ... + str(parts));
 }
