@@ -58,7 +58,7 @@ int add_all_addresses(const std::string& ifname, _IpAddress* list)
 } // namespace
 
 int ipaddr::modify(ifcfg::HostFamily& hostFamily, int primary, char* ifname, char* address, char* netmask,
-                   char* broadcast, _NetParams* params, _NetworkDevice* device)
+                   _NetParams* params, _NetworkDevice* device)
 {
     // The addresses are taken off and put back around the file's rewrite: a
     // name no file can carry is refused before that.
@@ -90,7 +90,6 @@ int ipaddr::modify(ifcfg::HostFamily& hostFamily, int primary, char* ifname, cha
     ipaddr::store_dotted(or_empty(netmask), target->netmask, target->family);
     char netmaskCopy[kAddressTextSize] = {};
     snprintf(netmaskCopy, sizeof netmaskCopy, "%s", or_empty(netmask));
-    (void)broadcast;
     int result = ipaddr::write_modified_address(hostFamily.family(), ifname, address, netmaskCopy, device->macAddrStr,
                                                 alias, position);
     int added = add_all_addresses(ifname, device->ipList);
@@ -163,15 +162,16 @@ int ipaddr::add(ifcfg::HostFamily& hostFamily, char* ifname, char* addressPrefix
     return ipaddr::add_address(ifname, addressPrefix, broadcast, newIfname);
 }
 
-int ModifyIPAddress(int primary, char* ifname, char* addressPrefix, char* address, char* netmask, char* broadcast,
-                    _NetParams* params, _NetworkDevice* device)
+// The address with its prefix and the broadcast address are not needed: the
+// file takes the address and netmask, the live addresses are put back as listed.
+int ModifyIPAddress(int primary, char* ifname, char*, char* address, char* netmask, char*, _NetParams* params,
+                    _NetworkDevice* device)
 {
-    (void)addressPrefix;
     return guarded([&] {
         if (ifname == nullptr || params == nullptr || device == nullptr)
             return status::kNoInterface;
         ifcfg::HostFamily hostFamily;
-        return ipaddr::modify(hostFamily, primary, ifname, address, netmask, broadcast, params, device);
+        return ipaddr::modify(hostFamily, primary, ifname, address, netmask, params, device);
     });
 }
 

@@ -22,8 +22,8 @@ LINNET_EXPORT int DeleteAllIPAddress(char* ifname, _NetworkDevice* device);
 // lock and knows the host's family. The pointers are not null.
 namespace ipaddr {
 
-int modify(ifcfg::HostFamily& hostFamily, int primary, char* ifname, char* address, char* netmask, char* broadcast,
-           _NetParams* params, _NetworkDevice* device);
+int modify(ifcfg::HostFamily& hostFamily, int primary, char* ifname, char* address, char* netmask, _NetParams* params,
+           _NetworkDevice* device);
 int add(ifcfg::HostFamily& hostFamily, char* ifname, char* addressPrefix, char* address, char* netmask, char* broadcast,
         _NetworkDevice* device);
 int remove(ifcfg::HostFamily& hostFamily, char* ifname, _NetParams* params, _NetworkDevice* device);

@@ -35,7 +35,7 @@ int run_operation(ifcfg::HostFamily& hostFamily, std::string& name, _NetParams* 
         return ipaddr::add(hostFamily, &name[0], &text.addressPrefix[0], &text.address[0], &text.netmask[0],
                            &text.broadcast[0], device);
     return ipaddr::modify(hostFamily, operation == kSetPrimary ? 1 : 0, &name[0], &text.address[0], &text.netmask[0],
-                          &text.broadcast[0], params, device);
+                          params, device);
 }
 
 // Validated against the adapter's live addresses, then dispatched.
