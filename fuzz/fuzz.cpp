@@ -325,117 +325,57 @@ uint32_t little_endian(const unsigned char* b)
     return b[0] | b[1] << 8 | b[2] << 16 | static_cast<uint32_t>(b[3]) << 24;
 }
 
-// /proc/net/tcp and udp: a table read line by line into one record, then a
-// socket line of the input's fields, which the record must hold.
+// /proc/net/tcp and udp: a table read line by line into one record (the
+// golden cases pin what the fields read).
 void socket_table(Data& data)
 {
     const uint8_t protocol = data.ConsumeBool() ? diag::kProtocolTcp : diag::kProtocolUdp;
-    const uint32_t local = data.ConsumeIntegral<uint32_t>();
-    const uint16_t localPort = data.ConsumeIntegral<uint16_t>();
-    const uint32_t remote = data.ConsumeIntegral<uint32_t>();
-    const uint16_t remotePort = data.ConsumeIntegral<uint16_t>();
-    const uint8_t state = data.ConsumeIntegral<uint8_t>();
     const std::string table = data.ConsumeRemainingBytesAsString();
     _ConnectionEntry record{};
     diag::LineReader lines(table);
     char line[diag::kSocketLineSize];
-    lines.next(line, sizeof line); // the column header
     while (lines.next(line, sizeof line)) {
         line[strcspn(line, "\n")] = '\0';
         diag::read_socket_line(line, protocol, &record);
         CHECK(record.protocol == protocol);
     }
-    snprintf(line, sizeof line,
-             "   7: %08X:%04X %08X:%04X %02X 00000000:00000000 00:00000000 00000000     0        0 "
-             "12345 1 0000000000000000 100 0 0 10 0",
-             local, localPort, remote, remotePort, state);
-    diag::read_socket_line(line, protocol, &record);
-    const uint8_t stored = state == (protocol == diag::kProtocolTcp ? 0x0A : 0x07) ? 2 : state == 0x01 ? 5 : state;
-    CHECK(record.protocol == protocol && record.state == stored && little_endian(record.localAddress) == local
-          && record.localPort == localPort && little_endian(record.remoteAddress) == remote
-          && record.remotePort == remotePort);
 }
 
-// The VLAN tables: a VLAN's lines put after the rest are found when nothing
-// before them matches.
+// The VLAN tables: a name found is one the text holds.
 void vlan_proc(Data& data)
 {
     const std::string parent = name(data, 15);
     const unsigned short id = data.ConsumeIntegralInRange<unsigned short>(1, 4094);
-    const std::string vlan = parent + "." + std::to_string(id), text = data.ConsumeRemainingBytesAsString();
-    std::string file = text, config = text;
+    const std::string text = data.ConsumeRemainingBytesAsString();
     if (std::optional<std::string> found = inventory::vlan_interface_in(text, parent.c_str(), id))
         CHECK(has(text, *found));
-    if (appended(file, vlan + "  VID: " + std::to_string(id) + "\t REORDER_HDR: 1  dev->priv_flags: 1021\nDevice: "
-                           + parent + "\nINGRESS priority mappings: 0:0  1:0  2:0  3:0  4:0  5:0  6:0 7:0\n")
-        && !has(text, "VID: ") && !has(text, "Device: "))
-        CHECK(inventory::vlan_id_in(file) == id && inventory::vlan_file_value(file, "Device: ") == parent);
-    appended(config, vlan + "  | " + std::to_string(id) + "  | " + parent + "\n");
-    if (!has(text, parent))
-        CHECK(inventory::vlan_interface_in(config, parent.c_str(), id) == vlan);
+    inventory::vlan_id_in(text);
+    inventory::vlan_file_value(text, "Device: ");
 }
 
-// ping's output: a summary put after the rest gives the response.
+// ping's output, read into one response (the golden cases pin its fields).
 void ping(Data& data)
 {
-    const int sent = data.ConsumeIntegralInRange(0, 100000), received = data.ConsumeIntegralInRange(0, 100000);
-    const unsigned average = data.ConsumeIntegralInRange(0u, 1000000u);
-    std::string output = data.ConsumeRemainingBytesAsString();
     _PingResponse response{};
-    diag::read_ping_output(output, &response);
-    appended(output, "\n--- 192.0.2.1 ping statistics ---\n" + std::to_string(sent) + " packets transmitted, "
-                         + std::to_string(received) + " received, 0% packet loss, time 3004ms\nrtt min/avg/max/mdev = "
-                         + "0.041/" + std::to_string(average) + ".000/1.250/0.020 ms\n");
-    diag::read_ping_output(output, &response);
-    CHECK(response.packetsSent == static_cast<uint8_t>(sent)
-          && response.packetsReceived == static_cast<uint8_t>(received) && response.avgRtt == average);
+    diag::read_ping_output(data.ConsumeRemainingBytesAsString(), &response);
 }
 
-// Reads traceroute's output into a fresh area: the records stay inside it,
-// are counted in its length, only the last is the last hop; `hops` are the
-// last records.
-void read_hops(const std::string& output, SharedMem& area, const std::vector<std::pair<std::string, unsigned>>& hops)
-{
-    memset(&area, 0xA5, sizeof area);
-    area.dataLength = 0;
-    const int written = diag::read_traceroute_output(output, &area);
-    CHECK(written >= 0 && static_cast<size_t>(written) <= diag::kMaxHopRecords);
-    CHECK(area.dataLength == written * sizeof(_TraceRouteHop));
-    CHECK(std::all_of(area.data + area.dataLength, area.data + sizeof area.data, [](auto b) { return b == 0xA5; }));
-    for (int i = 0; i < written; ++i) {
-        _TraceRouteHop hop;
-        memcpy(&hop, area.data + i * sizeof hop, sizeof hop);
-        CHECK(hop.hopKind == (i + 1 == written ? diag::kHopLast : diag::kHopIntermediate));
-        CHECK(std::all_of(hop.reserved, hop.reserved + sizeof hop.reserved, [](unsigned char b) { return b == 0; }));
-        const size_t last = written - i;
-        CHECK(written == static_cast<int>(diag::kMaxHopRecords) || last > hops.size()
-              || (dotted(hop.hopAddress) == hops[hops.size() - last].first
-                  && hop.hopRtt == hops[hops.size() - last].second * 1000ull));
-    }
-}
-
-// traceroute's output; hops of host addresses put after the rest come out as
-// the last records.
+// traceroute's output read into a fresh area: the records stay inside it, are
+// counted in its length, and only the last is the last hop.
 void traceroute(Data& data)
 {
-    std::vector<std::pair<std::string, unsigned>> hops(data.ConsumeIntegralInRange(0, 4));
-    for (auto& [address, ms] : hops) {
-        const unsigned char b[4] = {
-            data.ConsumeIntegralInRange<unsigned char>(1, 254), data.ConsumeIntegralInRange<unsigned char>(0, 254),
-            data.ConsumeIntegralInRange<unsigned char>(0, 254), data.ConsumeIntegralInRange<unsigned char>(1, 254)};
-        address = dotted(b);
-        ms = data.ConsumeIntegralInRange(0u, 100000u);
-    }
-    std::string output = data.ConsumeRemainingBytesAsString();
     auto area = std::make_unique<SharedMem>();
-    read_hops(output, *area, {});
-    output = output.empty() ? "traceroute to 203.0.113.1 (203.0.113.1), 30 hops max, 60 byte packets\n" : output;
-    for (size_t i = 0; i < hops.size(); ++i) {
-        const std::string time = std::to_string(hops[i].second) + ".000 ms";
-        appended(output,
-                 " " + std::to_string(i + 1) + "  " + hops[i].first + "  " + time + "  " + time + "  " + time + "\n");
+    memset(area.get(), 0xA5, sizeof *area);
+    area->dataLength = 0;
+    const int written = diag::read_traceroute_output(data.ConsumeRemainingBytesAsString(), area.get());
+    CHECK(written >= 0 && static_cast<size_t>(written) <= diag::kMaxHopRecords);
+    CHECK(area->dataLength == written * sizeof(_TraceRouteHop));
+    CHECK(std::all_of(area->data + area->dataLength, area->data + sizeof area->data, [](auto b) { return b == 0xA5; }));
+    for (int i = 0; i < written; ++i) {
+        _TraceRouteHop hop;
+        memcpy(&hop, area->data + i * sizeof hop, sizeof hop);
+        CHECK(hop.hopKind == (i + 1 == written ? diag::kHopLast : diag::kHopIntermediate));
     }
-    read_hops(output, *area, hops);
 }
 
 // A text buffer of the callers' size holding `text` (cut to fit).
@@ -475,24 +415,10 @@ void conversions(Data& data)
         CHECK(buffer.back() == '\0' && std::string(buffer.data()).compare(0, held.size(), held) == 0);
         CHECK(family == 10 || buffer == buffer_of(before));
     }
-    // Eight hexadecimal groups to bytes and back.
-    std::string groups;
-    for (size_t i = 0; i < kAddressBytes; i += 2) {
-        char group[8];
-        snprintf(group, sizeof group, "%s%02x%02x", i > 0 ? ":" : "", address[i], address[i + 1]);
-        groups += group;
-    }
-    inet6.assign(kAddressBytes + 2, 0xff);
-    ConvertInet6StringToData(inet6.data(), buffer_of(groups).data());
-    CHECK(memcmp(inet6.data(), address, kAddressBytes) == 0 && inet6[16] == 0 && inet6[17] == 0);
-    // A prefix sets its bytes and leaves the rest.
+    // Eight hexadecimal groups, and a prefix (the golden cases pin both).
+    ConvertInet6StringToData(inet6.data(), buffer_of(before).data());
     std::vector<unsigned char> mask(kAddressBytes, address[0]);
     ConvertPrefixToOctets(prefix, mask.data());
-    for (size_t i = 0; i < mask.size(); ++i)
-        CHECK(mask[i]
-              == (i < prefix / 8u    ? 255
-                  : i == prefix / 8u ? static_cast<unsigned char>(256 - (1 << (8 - prefix % 8)))
-                                     : address[0]));
     const int bits = count_noofones(little_endian(netmask));
     CHECK(forms.prefix == bits);
     CHECK(forms.addressPrefix == (bits == 0 ? forms.address : forms.address + "/" + std::to_string(bits)));
