@@ -326,16 +326,23 @@ uint32_t little_endian(const unsigned char* b)
 }
 
 // /proc/net/tcp and udp: a table read line by line into one record (the
-// golden cases pin what the fields read).
+// golden cases pin what the fields read). Differential: the hand reading of a
+// line gives what sscanf with the table's format gives, from any fields.
 void socket_table(Data& data)
 {
     const uint8_t protocol = data.ConsumeBool() ? diag::kProtocolTcp : diag::kProtocolUdp;
+    const unsigned start = data.ConsumeIntegral<unsigned>();
     const std::string table = data.ConsumeRemainingBytesAsString();
     _ConnectionEntry record{};
     diag::LineReader lines(table);
     char line[diag::kSocketLineSize];
     while (lines.next(line, sizeof line)) {
         line[strcspn(line, "\n")] = '\0';
+        diag::SocketFields byHand{start, start >> 16, ~start, start & 0xffff, start >> 24}, byFormat = byHand;
+        const int converted = diag::scan_socket_line(line, byHand);
+        const int formatConverted = diag::scan_socket_line_with_format(line, byFormat);
+        CHECK(converted == diag::kLeftToTheFormat
+              || (memcmp(&byHand, &byFormat, sizeof byHand) == 0 && (converted >= 12) == (formatConverted >= 12)));
         diag::read_socket_line(line, protocol, &record);
         CHECK(record.protocol == protocol);
     }
