@@ -19,6 +19,7 @@
 #include "inventory/details.h"
 #include "inventory/snapshot.h"
 #include "inventory/vlan_tables.h"
+#include "ipaddr/address_changes.h"
 #include "ipaddr/address_files.h"
 #include "link/link_control.h"
 #include "mtu/mtu.h"
@@ -289,6 +290,7 @@ const std::map<std::string, EntryPoint> kEntryPoints = {
     }); }},
 
     // Exported functions below the object.
+    {"add_ip", plain(AddIPAddress)}, {"add_alias_ip", plain(AddAliasIPAddress)},
     {"modify_file", plain(modify_networking_configfile)}, {"delete_entry", plain(delete_file_entry)},
     {"add_entry", [](Call& c) { int label = c.n(2); const int status = add_file_entry(c.c(0), &label, c.c(1), c.c(3));
         c.out << "label " << label << "\n"; return status; }},
