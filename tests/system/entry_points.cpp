@@ -21,6 +21,7 @@
 #include "inventory/vlan_tables.h"
 #include "ipaddr/address_changes.h"
 #include "ipaddr/address_files.h"
+#include "ipaddr/address_list.h"
 #include "link/link_control.h"
 #include "mtu/mtu.h"
 #include "vlan/vlan.h"
@@ -319,6 +320,9 @@ const std::map<std::string, EntryPoint> kEntryPoints = {
     {"vlan_present", [](Call& c) { _NetworkDevice* list = nullptr; unsigned char count = 0;
         GetNetworkAdapterDetails(&list, &count, 0);
         const int status = check_vlan_present(c.s(0).c_str(), list); free_NetDev_List(list); return status; }},
+    {"address_count", [](Call& c) { _NetworkDevice* list = nullptr; unsigned char count = 0;
+        GetNetworkAdapterDetails(&list, &count, 1);
+        const int status = get_IPAddress_Count(inventory::find_adapter(list, c.c(0))); free_NetDev_List(list); return status; }},
     {"enable_dhcp", [](Call& c) { const int status = plain(enableDhcp)(c);
         c.out << "command " << quoted(system_buf) << "\n"; return status; }},
     {"dhcp_file", plain(change_to_dhcp_in_configfile)}, {"kill_dhcp_client", plain(kill_dhc_process)},
