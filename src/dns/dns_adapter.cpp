@@ -62,7 +62,7 @@ template <class Edit>
 int for_listed_adapter(NetworkAdapter& adapter, char const* name, Edit&& edit)
 {
     ifcfg::HostFamily hostFamily;
-    inventory::AdapterList adapters(hostFamily, 0);
+    inventory::AdapterList adapters(hostFamily, 0, {name, ""});
     if (adapters.status() != status::kSuccess)
         return adapters.status();
     if (adapters.find(name) == nullptr)

@@ -163,7 +163,7 @@ int get_adapter_gateway(NetworkAdapter& adapter, char const* ifname, unsigned in
     int found = 0;
 
     ifcfg::HostFamily hostFamily;
-    inventory::AdapterList list(hostFamily, 0);
+    inventory::AdapterList list(hostFamily, 0, {ifname, ""});
     if (list.status() != status::kSuccess)
         return list.status();
     _NetworkDevice* adapterRecord = list.find(ifname);

@@ -27,7 +27,8 @@ void write_snapshot(const char* path)
 
 // Memory running out while parsing reads as the parser's 99; what was built
 // so far stays linked for the caller to free.
-int parse_snapshot_file(ifcfg::HostFamily& hostFamily, _NetworkDevice** list, int withAddresses)
+int parse_snapshot_file(ifcfg::HostFamily& hostFamily, _NetworkDevice** list, int withAddresses,
+                        const inventory::Wanted& wanted = inventory::Wanted())
 {
     if (list == nullptr || *list == nullptr)
         return 0;
@@ -37,7 +38,7 @@ int parse_snapshot_file(ifcfg::HostFamily& hostFamily, _NetworkDevice** list, in
         if (!host::read_fixed_file(kLinkSnapshotPath, text))
             return 0;
         std::istringstream snapshot(text);
-        return inventory::parse_link_snapshot(snapshot, list, withAddresses, hostFamily);
+        return inventory::parse_link_snapshot(snapshot, list, withAddresses, hostFamily, wanted);
     } catch (const std::bad_alloc&) {
         return status::kNoMemory;
     } catch (...) {
@@ -73,7 +74,8 @@ int GetNetworkAdapterDetails(_NetworkDevice** list, unsigned char* count, int wi
 
 namespace inventory {
 
-int list_adapters(ifcfg::HostFamily& hostFamily, _NetworkDevice** list, unsigned char* count, int withAddresses)
+int list_adapters(ifcfg::HostFamily& hostFamily, _NetworkDevice** list, unsigned char* count, int withAddresses,
+                  const Wanted& wanted)
 {
     if (list == nullptr)
         return status::kFailure;
@@ -82,7 +84,7 @@ int list_adapters(ifcfg::HostFamily& hostFamily, _NetworkDevice** list, unsigned
     if (first == nullptr)
         return status::kNoMemory;
     write_snapshot(kLinkSnapshotPath);
-    int result = parse_snapshot_file(hostFamily, list, withAddresses);
+    int result = parse_snapshot_file(hostFamily, list, withAddresses, wanted);
     _NetworkDevice* reached = *list;
     *list = first;
     host::remove_fixed_file(kLinkSnapshotPath);
@@ -115,10 +117,10 @@ _NetworkDevice* find_adapter(_NetworkDevice* list, const char* name, const std::
     return nullptr;
 }
 
-AdapterList::AdapterList(ifcfg::HostFamily& hostFamily, int withAddresses)
+AdapterList::AdapterList(ifcfg::HostFamily& hostFamily, int withAddresses, const Wanted& wanted)
 {
     unsigned char count = 0;
-    status_ = list_adapters(hostFamily, &head_, &count, withAddresses);
+    status_ = list_adapters(hostFamily, &head_, &count, withAddresses, wanted);
 }
 
 AdapterList::~AdapterList()

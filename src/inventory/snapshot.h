@@ -5,6 +5,7 @@
 #include "ifcfg/family.h"
 #include "mxlinnet.h"
 
+#include <cstring>
 #include <istream>
 #include <string>
 
@@ -22,6 +23,22 @@ LINNET_EXPORT int populate_struct_from_file(_NetworkDevice** list, int withAddre
 
 namespace inventory {
 
+// The one adapter an operation acts on, by its name or else `alternate`
+// (matched as find_adapter matches). A listing made for it looks up the
+// details and addresses of that adapter only: the other records keep their
+// names, flags, MTU and MAC, which is all an operation reads of them, and
+// the lookups they skip have no effect and print nothing. No name: every
+// adapter in full.
+struct Wanted {
+    const char* name = nullptr;
+    std::string alternate;
+
+    bool matches(const char* ifName) const
+    {
+        return name == nullptr || strcmp(ifName, name) == 0 || alternate == ifName;
+    }
+};
+
 // The first adapter of the list named `name`, or else `alternate` when that
 // is not empty; null when none is. The empty record of a host without
 // adapters matches no name.
@@ -29,13 +46,14 @@ _NetworkDevice* find_adapter(_NetworkDevice* list, const char* name, const std::
 
 // GetNetworkAdapterDetails's work, for an operation that already holds the
 // lock and knows the host's family.
-int list_adapters(ifcfg::HostFamily& hostFamily, _NetworkDevice** list, unsigned char* count, int withAddresses);
+int list_adapters(ifcfg::HostFamily& hostFamily, _NetworkDevice** list, unsigned char* count, int withAddresses,
+                  const Wanted& wanted = Wanted());
 
 // The adapter list of one operation: built on construction (with the IPv4
 // addresses when asked), freed on every way out.
 class AdapterList {
 public:
-    AdapterList(ifcfg::HostFamily& hostFamily, int withAddresses);
+    AdapterList(ifcfg::HostFamily& hostFamily, int withAddresses, const Wanted& wanted = Wanted());
     ~AdapterList();
     AdapterList(const AdapterList&) = delete;
     AdapterList& operator=(const AdapterList&) = delete;
@@ -56,8 +74,8 @@ private:
 };
 
 // The parser itself, over any stream of snapshot text.
-int parse_link_snapshot(std::istream& snapshot, _NetworkDevice** list, int withAddresses,
-                        ifcfg::HostFamily& hostFamily);
+int parse_link_snapshot(std::istream& snapshot, _NetworkDevice** list, int withAddresses, ifcfg::HostFamily& hostFamily,
+                        const Wanted& wanted = Wanted());
 
 } // namespace inventory
 

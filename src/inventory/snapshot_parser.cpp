@@ -77,8 +77,8 @@ void read_mac_octets(const char* text, unsigned int octets[6])
 
 class SnapshotParser {
 public:
-    SnapshotParser(_NetworkDevice** list, int withAddresses, ifcfg::HostFamily& hostFamily)
-        : list_(list), withAddresses_(withAddresses), cache_(hostFamily)
+    SnapshotParser(_NetworkDevice** list, int withAddresses, ifcfg::HostFamily& hostFamily, const Wanted& wanted)
+        : list_(list), withAddresses_(withAddresses), wanted_(wanted), cache_(hostFamily)
     {
     }
 
@@ -149,7 +149,7 @@ private:
             return status::kSuccess;
         default:
             if (withAddresses_ != 0 && has(line, "inet "))
-                return parse_address(line);
+                return detailed_ ? parse_address(line) : status::kSuccess;
             lineState_ = devState_ = 0;
             return status::kSuccess;
         }
@@ -178,14 +178,19 @@ private:
             dev->linkUp = 0;
         enabledWord_ = dev->isEnabled != 0 ? "ENABLED" : "DISABLED";
 
-        bool isVlan = has(name, "@");
-        std::string parent = isVlan ? vlan_parent(name) : std::string();
-        set_link_state(dev, flags, name, isVlan ? parent : name);
-
-        fill_boot_protocol(dev, cache_);
         size_t mtu = line.find("mtu ");
         if (mtu != std::string::npos)
             dev->mtu = static_cast<uint32_t>(strtoul(line.c_str() + mtu + 4, nullptr, 10));
+        lineState_ = kKeptInterface;
+        devState_ = kExpectLink;
+        detailed_ = wanted_.matches(dev->ifName);
+        if (!detailed_)
+            return status::kSuccess;
+
+        bool isVlan = has(name, "@");
+        std::string parent = isVlan ? vlan_parent(name) : std::string();
+        set_link_state(dev, flags, name, isVlan ? parent : name);
+        fill_boot_protocol(dev, cache_);
         if (isVlan)
             dev->vlanId = static_cast<uint32_t>(inventory::vlan_id(before_at(name).c_str()));
 
@@ -193,8 +198,6 @@ private:
             bool vlanName = has(name, ".") || has(name, "vlan");
             add_hardware_details(vlanName ? parent : name);
         }
-        lineState_ = kKeptInterface;
-        devState_ = kExpectLink;
         return status::kSuccess;
     }
 
@@ -331,6 +334,8 @@ private:
 
     _NetworkDevice** list_;
     int withAddresses_;
+    const Wanted& wanted_;
+    bool detailed_ = true;
     int lineState_ = kOutside;
     int devState_ = kExpectHeader;
     uint8_t devCount_ = 0;
@@ -342,11 +347,12 @@ private:
 
 } // namespace
 
-int parse_link_snapshot(std::istream& snapshot, _NetworkDevice** list, int withAddresses, ifcfg::HostFamily& hostFamily)
+int parse_link_snapshot(std::istream& snapshot, _NetworkDevice** list, int withAddresses, ifcfg::HostFamily& hostFamily,
+                        const Wanted& wanted)
 {
     if (list == nullptr || *list == nullptr)
         return 0;
-    SnapshotParser parser(list, withAddresses, hostFamily);
+    SnapshotParser parser(list, withAddresses, hostFamily, wanted);
     return parser.parse(snapshot);
 }
 

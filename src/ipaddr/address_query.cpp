@@ -15,7 +15,7 @@ namespace {
 int get_adapter_addresses(char const* name, void* buf, unsigned int* len)
 {
     ifcfg::HostFamily hostFamily;
-    inventory::AdapterList list(hostFamily, 1);
+    inventory::AdapterList list(hostFamily, 1, {name, ""});
     int result = list.status();
     if (result != status::kSuccess)
         return result;

@@ -42,10 +42,10 @@ int run_operation(ifcfg::HostFamily& hostFamily, std::string& name, _NetParams* 
 int set_adapter_address(NetworkAdapter& adapter, char const* ifname, _NetParams* params)
 {
     ifcfg::HostFamily hostFamily;
-    inventory::AdapterList list(hostFamily, 1);
+    std::string name = std::string(ifname).substr(0, std::string(ifname).find('@'));
+    inventory::AdapterList list(hostFamily, 1, {ifname, name});
     if (list.status() != status::kSuccess)
         return list.status();
-    std::string name = std::string(ifname).substr(0, std::string(ifname).find('@'));
     _NetworkDevice* device = list.find(ifname, name);
     if (device == nullptr)
         return linnet_report_failure(adapter, status::kNoInterface);

@@ -36,7 +36,7 @@ int disable_enable(NetworkAdapter& adapter, char const* name, unsigned char acti
     _NetworkDevice* list = nullptr;
     unsigned char count = 0;
     ifcfg::HostFamily hostFamily;
-    int result = inventory::list_adapters(hostFamily, &list, &count, 0);
+    int result = inventory::list_adapters(hostFamily, &list, &count, 0, {name, base});
     if (result != status::kSuccess) {
         free_NetDev_List(list);
         return result;

@@ -69,10 +69,10 @@ int set_mtu_ioctl(const char* ifname, unsigned int mtu)
 int set_mtu(NetworkAdapter& adapter, char const* ifname, unsigned int mtu)
 {
     ifcfg::HostFamily hostFamily;
-    inventory::AdapterList list(hostFamily, 0);
+    std::string name = ifname != nullptr ? std::string(ifname).substr(0, std::string(ifname).find('@')) : "";
+    inventory::AdapterList list(hostFamily, 0, {ifname, name});
     if (list.status() != status::kSuccess)
         return list.status();
-    std::string name = ifname != nullptr ? std::string(ifname).substr(0, std::string(ifname).find('@')) : "";
     const _NetworkDevice* device = list.find(ifname, name);
     if (device == nullptr)
         return linnet_report_failure(adapter, status::kNoInterface);
