@@ -26,13 +26,18 @@ std::string cut_at_nul(const std::string& line)
 
 bool read_file(const std::string& path, std::string& text, Access access)
 {
+    return read_file_at(AT_FDCWD, path.c_str(), text, access);
+}
+
+bool read_file_at(int dirFd, const char* name, std::string& text, Access access)
+{
     text.clear();
     // "Readable and writable" is asked of the file system rather than shown
     // by opening it for writing, which would make a copy-on-write layer copy
     // the file up (and touch its change time) on every read.
-    if (access == Access::ReadWrite && faccessat(AT_FDCWD, path.c_str(), R_OK | W_OK, AT_EACCESS) != 0)
+    if (access == Access::ReadWrite && faccessat(dirFd, name, R_OK | W_OK, AT_EACCESS) != 0)
         return false;
-    int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    int fd = openat(dirFd, name, O_RDONLY | O_CLOEXEC);
     if (fd < 0)
         return false;
     // A directory opens but does not read (EISDIR).

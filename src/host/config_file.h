@@ -28,6 +28,10 @@ namespace host {
 enum class Access { Read, ReadWrite };
 
 bool read_file(const std::string& path, std::string& text, Access access = Access::Read);
+// The same for `name` under the directory open as `dirFd` (AT_FDCWD: `name`
+// as a path): a listing opens its directories once and saves the walk of
+// the full path for every adapter.
+bool read_file_at(int dirFd, const char* name, std::string& text, Access access = Access::Read);
 
 // A read ahead of a rewrite. A file that does not open for reading and
 // writing (it is missing, or the caller may not open it) is Unopened, and

@@ -7,6 +7,8 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -15,6 +17,12 @@ namespace inventory {
 namespace {
 
 constexpr const char* kPciDevicesDir = "/sys/bus/pci/devices/";
+constexpr const char* kClassNetDir = "/sys/class/net";
+
+int open_directory(const char* path)
+{
+    return open(path, O_PATH | O_DIRECTORY | O_CLOEXEC);
+}
 
 // The word after the "0x" that begins a sysfs ID file, such as 1572 of
 // "0x1572\n"; false when the file does not open or does not begin so.
@@ -32,8 +40,36 @@ bool read_hex_id(const std::string& path, std::string& hex)
 
 DetailCache::~DetailCache()
 {
-    if (socket_ >= 0)
-        close(socket_);
+    for (int fd : {socket_, configDir_, classNetDir_}) {
+        if (fd >= 0)
+            close(fd);
+    }
+}
+
+bool DetailCache::read_config_file(const std::string& path, std::string& text, host::Access access)
+{
+    const ifcfg::Family* family = host_.status() == status::kSuccess ? host_.family() : nullptr;
+    const size_t dirLength = family != nullptr ? strlen(family->config_dir()) : 0;
+    if (configDir_ == -2)
+        configDir_ = family != nullptr ? open_directory(family->config_dir()) : -1;
+    if (configDir_ < 0 || dirLength == 0 || path.compare(0, dirLength, family->config_dir()) != 0)
+        return host::read_file(path, text, access);
+    return host::read_file_at(configDir_, path.c_str() + dirLength, text, access);
+}
+
+bool DetailCache::class_net_entry_opens(const char* name, const char* entry)
+{
+    if (classNetDir_ == -2)
+        classNetDir_ = open_directory(kClassNetDir);
+    // An empty name makes the relative path an absolute one: the full path then.
+    const std::string relative = std::string(name) + "/" + entry;
+    const int fd = classNetDir_ >= 0 && relative[0] != '/'
+                       ? openat(classNetDir_, relative.c_str(), O_RDONLY | O_CLOEXEC)
+                       : open((std::string(kClassNetDir) + "/" + relative).c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    close(fd);
+    return true;
 }
 
 int DetailCache::pci_ids_status()

@@ -2,6 +2,7 @@
 #ifndef LINNET_INVENTORY_DETAIL_CACHE_H
 #define LINNET_INVENTORY_DETAIL_CACHE_H
 
+#include "host/config_file.h"
 #include "ifcfg/family.h"
 
 #include <map>
@@ -25,6 +26,12 @@ public:
     int pci_ids_status();
     // A datagram socket for the driver queries, -1 when none can be opened.
     int socket();
+    // A file of the family's configuration directory read as host::read_file
+    // reads it, through the directory opened once per listing: the full path
+    // is walked once, not for every adapter.
+    bool read_config_file(const std::string& path, std::string& text, host::Access access);
+    // Whether /sys/class/net/NAME/ENTRY opens for reading.
+    bool class_net_entry_opens(const char* name, const char* entry);
 
     struct PciIds {
         bool hasVendor = false;
@@ -39,6 +46,8 @@ private:
     bool pciIdsChecked_ = false;
     int pciIdsStatus_ = 0;
     int socket_ = -2;
+    int configDir_ = -2;
+    int classNetDir_ = -2;
     std::map<std::string, PciIds> pciIds_;
 };
 

@@ -33,7 +33,7 @@ void fill_boot_protocol(_NetworkDevice* dev, DetailCache& cache)
     ifcfg::HostFamily& detected = cache.family();
     std::string text;
     if (detected.status() != status::kSuccess || detected.family() == nullptr
-        || !host::read_file(detected.family()->interface_file(stem), text, host::Access::ReadWrite))
+        || !cache.read_config_file(detected.family()->interface_file(stem), text, host::Access::ReadWrite))
         return;
     host::for_each_line(text, host::FinalRead::Dropped, [dev](std::string_view line) {
         if (!host::is_comment(line) && host::contains(line, ifcfg::keys::kBootProto.name)

@@ -236,7 +236,7 @@ private:
         _NetworkDevice* dev = *list_;
         fill_pci_ids(name.c_str(), dev, cache_);
         fill_description(name.c_str(), dev, cache_);
-        if (inventory::is_bypass(name.c_str()))
+        if (cache_.class_net_entry_opens(name.c_str(), "bypass"))
             append_field(dev->description, sizeof dev->description, kBypassMark);
     }
 
