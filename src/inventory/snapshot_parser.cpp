@@ -40,11 +40,15 @@ bool has(std::string_view line, std::string_view text)
     return line.find(text) != std::string_view::npos;
 }
 
+// Whether any marker stands in the line: every one begins with ": ", so the
+// line is walked once, from one ": " to the next.
 bool is_header(std::string_view line)
 {
-    for (const char* marker : kHeaderMarkers) {
-        if (has(line, marker))
-            return true;
+    for (size_t at = line.find(": "); at != std::string_view::npos; at = line.find(": ", at + 1)) {
+        for (const char* marker : kHeaderMarkers) {
+            if (line.substr(at, strlen(marker)) == marker)
+                return true;
+        }
     }
     return false;
 }
@@ -91,7 +95,7 @@ public:
             line = line.substr(0, line.find('\0'));
             if (line.empty())
                 break;
-            if (has(line, ".bak") || is_annotation(line))
+            if (is_annotation(line) || has(line, ".bak"))
                 continue;
             int result = take(std::string(line));
             if (result != status::kSuccess)
