@@ -5,6 +5,7 @@
 #include "host/config_file.h"
 #include "status/status.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -24,16 +25,21 @@ int open_directory(const char* path)
     return open(path, O_PATH | O_DIRECTORY | O_CLOEXEC);
 }
 
+constexpr const char* kBlanks = " \t\n\r\v\f";
+
 // The word after the "0x" that begins a sysfs ID file, such as 1572 of
-// "0x1572\n"; false when the file does not open or does not begin so.
-bool read_hex_id(const std::string& path, std::string& hex)
+// "0x1572\n" (cut at a NUL); false when the file does not open, does not
+// begin so or holds no word after it. `text` is the caller's buffer.
+bool read_hex_id(const std::string& path, std::string& text, std::string& hex)
 {
-    std::string text;
     if (!host::read_file(path, text) || text.compare(0, 2, "0x") != 0)
         return false;
-    std::vector<std::string> words = host::split_words(text.substr(2));
-    hex = words.empty() ? "" : words.front();
-    return !words.empty();
+    const size_t start = text.find_first_not_of(kBlanks, 2);
+    if (start == std::string::npos)
+        return false;
+    hex.assign(text, start, text.find_first_of(kBlanks, start) - start);
+    hex.resize(std::min(hex.size(), hex.find('\0')));
+    return true;
 }
 
 } // namespace
@@ -46,15 +52,20 @@ DetailCache::~DetailCache()
     }
 }
 
-bool DetailCache::read_config_file(const std::string& path, std::string& text, host::Access access)
+const std::string* DetailCache::read_interface_file(const std::string& ifname, host::Access access)
 {
     const ifcfg::Family* family = host_.status() == status::kSuccess ? host_.family() : nullptr;
-    const size_t dirLength = family != nullptr ? strlen(family->config_dir()) : 0;
+    if (family == nullptr)
+        return nullptr;
     if (configDir_ == -2)
-        configDir_ = family != nullptr ? open_directory(family->config_dir()) : -1;
-    if (configDir_ < 0 || dirLength == 0 || path.compare(0, dirLength, family->config_dir()) != 0)
-        return host::read_file(path, text, access);
-    return host::read_file_at(configDir_, path.c_str() + dirLength, text, access);
+        configDir_ = open_directory(family->config_dir());
+    // The family's file name, built in place (as Family::interface_file).
+    path_.assign(family->config_dir()).append("ifcfg-").append(ifname);
+    const size_t dirLength = strlen(family->config_dir());
+    const bool read = configDir_ >= 0 && dirLength > 0
+                          ? host::read_file_at(configDir_, path_.c_str() + dirLength, text_, access)
+                          : host::read_file(path_, text_, access);
+    return read ? &text_ : nullptr;
 }
 
 bool DetailCache::class_net_entry_opens(const char* name, const char* entry)
@@ -62,10 +73,10 @@ bool DetailCache::class_net_entry_opens(const char* name, const char* entry)
     if (classNetDir_ == -2)
         classNetDir_ = open_directory(kClassNetDir);
     // An empty name makes the relative path an absolute one: the full path then.
-    const std::string relative = std::string(name) + "/" + entry;
-    const int fd = classNetDir_ >= 0 && relative[0] != '/'
-                       ? openat(classNetDir_, relative.c_str(), O_RDONLY | O_CLOEXEC)
-                       : open((std::string(kClassNetDir) + "/" + relative).c_str(), O_RDONLY | O_CLOEXEC);
+    path_.assign(kClassNetDir).append("/").append(name).append("/").append(entry);
+    const char* relative = path_.c_str() + strlen(kClassNetDir) + 1;
+    const int fd = classNetDir_ >= 0 && relative[0] != '/' ? openat(classNetDir_, relative, O_RDONLY | O_CLOEXEC)
+                                                           : open(path_.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0)
         return false;
     close(fd);
@@ -97,20 +108,23 @@ int DetailCache::socket()
     return socket_;
 }
 
-const DetailCache::PciIds& DetailCache::pci_ids(const std::string& busInfo)
+const DetailCache::PciIds& DetailCache::pci_ids(const char* busInfo)
 {
-    auto found = pciIds_.find(busInfo);
-    if (found != pciIds_.end())
-        return found->second;
-    PciIds ids;
-    std::string hex;
-    if (read_hex_id(kPciDevicesDir + busInfo + "/vendor", hex)) {
-        ids.hasVendor = true;
-        ids.vendor = static_cast<unsigned int>(strtoul(hex.c_str(), nullptr, 16));
+    if (pciIdsRead_ && lastBus_ == busInfo)
+        return lastIds_;
+    pciIdsRead_ = true;
+    lastBus_ = busInfo;
+    lastIds_.hasVendor = lastIds_.hasDevice = false;
+    lastIds_.vendor = 0;
+    lastIds_.device.clear();
+    path_.assign(kPciDevicesDir).append(busInfo).append("/vendor");
+    if (read_hex_id(path_, text_, hex_)) {
+        lastIds_.hasVendor = true;
+        lastIds_.vendor = static_cast<unsigned int>(strtoul(hex_.c_str(), nullptr, 16));
     }
-    if (read_hex_id(kPciDevicesDir + busInfo + "/device", ids.device))
-        ids.hasDevice = true;
-    return pciIds_.emplace(busInfo, ids).first->second;
+    path_.assign(kPciDevicesDir).append(busInfo).append("/device");
+    lastIds_.hasDevice = read_hex_id(path_, text_, lastIds_.device);
+    return lastIds_;
 }
 
 } // namespace inventory

@@ -5,7 +5,6 @@
 #include "host/config_file.h"
 #include "ifcfg/family.h"
 
-#include <map>
 #include <string>
 
 namespace inventory {
@@ -26,10 +25,11 @@ public:
     int pci_ids_status();
     // A datagram socket for the driver queries, -1 when none can be opened.
     int socket();
-    // A file of the family's configuration directory read as host::read_file
-    // reads it, through the directory opened once per listing: the full path
-    // is walked once, not for every adapter.
-    bool read_config_file(const std::string& path, std::string& text, host::Access access);
+    // The family's ifcfg file of `ifname`, read as host::read_file reads it,
+    // through the directory opened once per listing: the full path is walked
+    // once, not for every adapter. Null when it is not read; the text lives
+    // until the next lookup.
+    const std::string* read_interface_file(const std::string& ifname, host::Access access);
     // Whether /sys/class/net/NAME/ENTRY opens for reading.
     bool class_net_entry_opens(const char* name, const char* entry);
 
@@ -39,7 +39,9 @@ public:
         bool hasDevice = false;
         std::string device;
     };
-    const PciIds& pci_ids(const std::string& busInfo);
+    // The IDs of the device at a bus address; the last one is kept, as the
+    // adapters of one device (or of none: "") come one after another.
+    const PciIds& pci_ids(const char* busInfo);
 
 private:
     ifcfg::HostFamily& host_;
@@ -48,7 +50,14 @@ private:
     int socket_ = -2;
     int configDir_ = -2;
     int classNetDir_ = -2;
-    std::map<std::string, PciIds> pciIds_;
+    bool pciIdsRead_ = false;
+    std::string lastBus_;
+    PciIds lastIds_;
+    // Buffers every adapter's lookups reuse: a listing allocates for its
+    // first adapter, not for each.
+    std::string path_;
+    std::string text_;
+    std::string hex_;
 };
 
 } // namespace inventory

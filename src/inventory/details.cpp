@@ -30,12 +30,10 @@ void fill_boot_protocol(_NetworkDevice* dev, DetailCache& cache)
     std::string stem = dev->ifName;
     if (host::contains(stem, ".") && host::contains(stem, "@"))
         stem = before_at(stem);
-    ifcfg::HostFamily& detected = cache.family();
-    std::string text;
-    if (detected.status() != status::kSuccess || detected.family() == nullptr
-        || !cache.read_config_file(detected.family()->interface_file(stem), text, host::Access::ReadWrite))
+    const std::string* text = cache.read_interface_file(stem, host::Access::ReadWrite);
+    if (text == nullptr)
         return;
-    host::for_each_line(text, host::FinalRead::Dropped, [dev](std::string_view line) {
+    host::for_each_line(*text, host::FinalRead::Dropped, [dev](std::string_view line) {
         if (!host::is_comment(line) && host::contains(line, ifcfg::keys::kBootProto.name)
             && host::contains(line, "dhcp"))
             dev->isDhcp = 1;

@@ -97,7 +97,8 @@ public:
                 break;
             if (is_annotation(line) || has(line, ".bak"))
                 continue;
-            int result = take(std::string(line));
+            line_.assign(line.data(), line.size());
+            int result = take(line_);
             if (result != status::kSuccess)
                 return result;
         }
@@ -170,13 +171,14 @@ private:
         if (marker == std::string::npos)
             return -1;
         _NetworkDevice* dev = *list_;
-        std::string name = line.substr(marker + 2);
-        name = name.substr(0, name.find(':'));
+        const size_t start = marker + 2;
+        std::string& name = name_;
+        name.assign(line, start, line.find(':', start) - start);
         copy_field(dev->ifName, sizeof dev->ifName, name.c_str());
         copy_field(dev->ifNameCopy, sizeof dev->ifNameCopy, name.c_str());
         name = dev->ifName;
 
-        std::string flags = header_flags(line);
+        const std::string& flags = header_flags(line);
         dev->isEnabled = has(flags, "UP") ? 1 : 0;
         if (dev->isEnabled == 0)
             dev->linkUp = 0;
@@ -226,13 +228,16 @@ private:
             dev->linkUp = static_cast<uint8_t>(link_detected(linkName.c_str(), cache_));
     }
 
-    static std::string header_flags(const std::string& line)
+    // What stands between '<' and '>' (or the end) of the header.
+    const std::string& header_flags(const std::string& line)
     {
+        flags_.clear();
         size_t open = line.find('<');
-        if (open == std::string::npos)
-            return "";
-        size_t close = line.find('>', open);
-        return line.substr(open + 1, close == std::string::npos ? std::string::npos : close - open - 1);
+        if (open != std::string::npos) {
+            size_t close = line.find('>', open);
+            flags_.assign(line, open + 1, close == std::string::npos ? std::string::npos : close - open - 1);
+        }
+        return flags_;
     }
 
     void add_hardware_details(const std::string& name)
@@ -249,8 +254,9 @@ private:
         _NetworkDevice* dev = *list_;
         size_t ether = line.find("ether");
         if (ether != std::string::npos && ether + 6 < line.size()) {
-            std::string mac = line.substr(ether + 6, kMacTextChars);
-            copy_field(dev->macAddrStr, sizeof dev->macAddrStr, mac.c_str());
+            char mac[kMacTextChars + 1] = {};
+            line.copy(mac, kMacTextChars, ether + 6);
+            copy_field(dev->macAddrStr, sizeof dev->macAddrStr, mac);
             // Six octets read as 32-bit integers; the first six bytes of that
             // array are the field, so each octet is followed by zero bytes.
             unsigned int octets[6] = {0, 0, 0, 0, 0, 0};
@@ -340,6 +346,10 @@ private:
     int withAddresses_;
     const Wanted& wanted_;
     bool detailed_ = true;
+    // Reused from line to line and adapter to adapter: no allocation for each.
+    std::string line_;
+    std::string name_;
+    std::string flags_;
     int lineState_ = kOutside;
     int devState_ = kExpectHeader;
     uint8_t devCount_ = 0;
