@@ -291,7 +291,7 @@ const std::map<std::string, EntryPoint> kEntryPoints = {
     }); }},
 
     // Exported functions below the object.
-    {"add_ip", plain(AddIPAddress)}, {"add_alias_ip", plain(AddAliasIPAddress)},
+    {"gateway_file", plain(add_mod_gw_entry_conf_file)}, {"add_ip", plain(AddIPAddress)}, {"add_alias_ip", plain(AddAliasIPAddress)},
     {"modify_file", plain(modify_networking_configfile)}, {"delete_entry", plain(delete_file_entry)},
     {"add_entry", [](Call& c) { int label = c.n(2); const int status = add_file_entry(c.c(0), &label, c.c(1), c.c(3));
         c.out << "label " << label << "\n"; return status; }},
