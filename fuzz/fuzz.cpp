@@ -106,18 +106,50 @@ bool appended(std::string& text, const std::string& more)
     return reached;
 }
 
-// The link snapshot parser on any "ip addr show" text, with and without addresses.
+_NetworkDevice* parsed(const std::string& text, int withAddresses, const inventory::Wanted& wanted, int& count)
+{
+    _NetworkDevice* head = new_device_node();
+    _NetworkDevice* cursor = head;
+    std::istringstream in(text);
+    ifcfg::HostFamily hostFamily;
+    count = inventory::parse_link_snapshot(in, &cursor, withAddresses, hostFamily, wanted);
+    return head;
+}
+
+// The link snapshot parser on any "ip addr show" text, with and without
+// addresses. Differential: a listing made for one adapter gives the same
+// records, that adapter's whole (addresses too), the others' names, flags,
+// MTU and MAC.
 void snapshot(Data& data)
 {
     static NetworkAdapter adapter; // sets the list link size
+    const size_t pick = data.ConsumeIntegralInRange<size_t>(0, 8);
     const std::string text = data.ConsumeRemainingBytesAsString();
     for (int withAddresses = 0; withAddresses < 2; ++withAddresses) {
-        _NetworkDevice* head = new_device_node();
-        _NetworkDevice* cursor = head;
-        std::istringstream in(text);
-        ifcfg::HostFamily hostFamily;
-        inventory::parse_link_snapshot(in, &cursor, withAddresses, hostFamily);
-        free_NetDev_List(head);
+        int count = 0, wantedCount = 0;
+        _NetworkDevice* full = parsed(text, withAddresses, {}, count);
+        _NetworkDevice* one = full;
+        for (size_t i = 0; i < pick && one->next != nullptr; ++i)
+            one = one->next;
+        const std::string name = one->ifName;
+        _NetworkDevice* listed = parsed(text, withAddresses, {name.c_str(), ""}, wantedCount);
+        CHECK(count == wantedCount);
+        const _NetworkDevice *a = full, *b = listed;
+        for (; a != nullptr && b != nullptr; a = a->next, b = b->next) {
+            CHECK(memcmp(a->ifName, b->ifName, sizeof a->ifName) == 0 && a->mtu == b->mtu
+                  && a->isEnabled == b->isEnabled);
+            CHECK(memcmp(a->macAddr, b->macAddr, sizeof a->macAddr + sizeof a->macAddrStr) == 0);
+            if (name != a->ifName)
+                continue;
+            CHECK(memcmp(a, b, offsetof(_NetworkDevice, ipList)) == 0);
+            const _IpAddress *x = a->ipList, *y = b->ipList;
+            for (; x != nullptr && y != nullptr; x = x->next, y = y->next)
+                CHECK(memcmp(x, y, offsetof(_IpAddress, next)) == 0);
+            CHECK(x == y);
+        }
+        CHECK(a == b);
+        free_NetDev_List(full);
+        free_NetDev_List(listed);
     }
 }
 
