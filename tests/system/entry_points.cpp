@@ -323,6 +323,12 @@ const std::map<std::string, EntryPoint> kEntryPoints = {
     {"address_count", [](Call& c) { _NetworkDevice* list = nullptr; unsigned char count = 0;
         GetNetworkAdapterDetails(&list, &count, 1);
         const int status = get_IPAddress_Count(inventory::find_adapter(list, c.c(0))); free_NetDev_List(list); return status; }},
+    // NAME ADDRESS/PREFIX: DeleteIPAddress on the listed record, then the addresses the record has left.
+    {"delete_ip", [](Call& c) { _NetworkDevice* list = nullptr; unsigned char count = 0;
+        GetNetworkAdapterDetails(&list, &count, 1); _NetworkDevice* dev = inventory::find_adapter(list, c.c(0));
+        _NetParams p{}; p.operation = 4; p.oldFamily = 2; address_and_mask(c.s(1), p.oldAddress, p.oldNetmask);
+        const int status = DeleteIPAddress(c.c(0), &p, dev);
+        c.out << "left " << get_IPAddress_Count(dev) << "\n"; free_NetDev_List(list); return status; }},
     {"enable_dhcp", [](Call& c) { const int status = plain(enableDhcp)(c);
         c.out << "command " << quoted(system_buf) << "\n"; return status; }},
     {"dhcp_file", plain(change_to_dhcp_in_configfile)}, {"kill_dhcp_client", plain(kill_dhc_process)},
