@@ -12,7 +12,7 @@ namespace {
 constexpr const char* kTcpTable = "/proc/net/tcp";
 constexpr const char* kUdpTable = "/proc/net/udp";
 constexpr int kUnreadable = -1;
-constexpr size_t kTableReadSize = 64 * 1024;
+constexpr size_t kTableReadSize = size_t{64} * 1024;
 // errno after a line that is cut short, negative on purpose.
 constexpr int kMalformedLineErrno = -EINVAL;
 
