@@ -4,6 +4,7 @@
 // (bench/run-connections does that for 20,000 and 100,000 sockets); prints
 // the medians and their ratio.
 #include "mxlinnet.h"
+#include "median_collector.h"
 
 #include <benchmark/benchmark.h>
 
@@ -101,20 +102,6 @@ void GetConnections(benchmark::State& state)
     }
     state.counters["records"] = static_cast<double>(length / sizeof(_ConnectionEntry));
 }
-
-class MedianCollector : public benchmark::ConsoleReporter {
-public:
-    std::map<std::string, double> medians;
-
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        for (const Run& run : runs) {
-            if (run.aggregate_name == "median")
-                medians[run.run_name.function_name] = run.GetAdjustedRealTime();
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-};
 
 } // namespace
 

@@ -5,6 +5,7 @@
 #include "host/command_runner.h"
 #include "host/fixed_file.h"
 #include "mxlinnet.h"
+#include "median_collector.h"
 
 #include <benchmark/benchmark.h>
 
@@ -96,21 +97,6 @@ void GetAdapterIpAddress(benchmark::State& state)
     }
     state.counters["addresses"] = length / 54;
 }
-
-// Keeps the median of each benchmark as it is reported.
-class MedianCollector : public benchmark::ConsoleReporter {
-public:
-    std::map<std::string, double> medians;
-
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        for (const Run& run : runs) {
-            if (run.aggregate_name == "median")
-                medians[run.run_name.function_name] = run.GetAdjustedRealTime();
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-};
 
 } // namespace
 

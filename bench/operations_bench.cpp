@@ -7,6 +7,7 @@
 #include "host/command_runner.h"
 #include "host/fixed_file.h"
 #include "mxlinnet.h"
+#include "median_collector.h"
 
 #include <benchmark/benchmark.h>
 
@@ -106,20 +107,6 @@ void run_floor(const std::vector<std::string>& commands)
         host::remove_fixed_file(kScratch);
     }
 }
-
-class MedianCollector : public benchmark::ConsoleReporter {
-public:
-    std::map<std::string, double> medians;
-
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        for (const Run& run : runs) {
-            if (run.aggregate_name == "median")
-                medians[run.run_name.function_name] = run.GetAdjustedRealTime();
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-};
 
 } // namespace
 
