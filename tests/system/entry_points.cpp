@@ -348,7 +348,7 @@ const std::map<std::string, EntryPoint> kEntryPoints = {
     {"dns_entries", [](Call& c) { _IpAddress head{}; int count = -1; const int status = get_dns_entries(&head, &count);
         c.out << "count " << count << " address " << quoted(std::string(reinterpret_cast<char*>(head.address), 16))
               << " rest " << (all_zero(head.netmask, 32) ? "zero" : "set") << " next " << (head.next ? "set" : "null")
-              << "\n"; return status; }},
+              << "\n"; FreePtrList(head.next, flat_address_size()); return status; }},
     {"check_dns", plain(check_dns_entry)},
     {"gateway_in_file", [](Call& c) { char text[16]; memset(text, 'x', sizeof text); int found = 0;
         const int status = get_gateway_bootproto_from_conf_file(c.c(0), text, &found);
