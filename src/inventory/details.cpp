@@ -9,7 +9,6 @@
 #include "api/guard.h"
 #include "status/status.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <linux/sockios.h>
@@ -95,18 +94,6 @@ int fill_description(const char* ifName, _NetworkDevice* dev, DetailCache& cache
     return status::kSuccess;
 }
 
-bool is_bypass(const char* ifName)
-{
-    if (ifName == nullptr)
-        return false;
-    std::string path = std::string("/sys/class/net/") + ifName + "/bypass";
-    FILE* file = fopen(path.c_str(), "r");
-    if (file == nullptr)
-        return false;
-    fclose(file);
-    return true;
-}
-
 int link_detected(const char* ifName, DetailCache& cache)
 {
     int socketFd = cache.socket();
@@ -164,7 +151,13 @@ int get_adapter_desc(char* ifName, _NetworkDevice* dev)
 
 int is_bypass_interface(char* ifName)
 {
-    return guarded([&] { return inventory::is_bypass(ifName) ? 1 : 0; });
+    return guarded([&] {
+        if (ifName == nullptr)
+            return 0;
+        ifcfg::HostFamily hostFamily;
+        inventory::DetailCache cache(hostFamily);
+        return cache.class_net_entry_opens(ifName, "bypass") ? 1 : 0;
+    });
 }
 
 int get_ethtool_drv_details(ethtool_drvinfo* info, char* ifName)

@@ -27,8 +27,6 @@ namespace inventory {
 void fill_boot_protocol(_NetworkDevice* dev, DetailCache& cache);
 int fill_pci_ids(const char* ifName, _NetworkDevice* dev, DetailCache& cache);
 int fill_description(const char* ifName, _NetworkDevice* dev, DetailCache& cache);
-// True when the adapter has a bypass entry in sysfs.
-bool is_bypass(const char* ifName);
 int link_detected(const char* ifName, DetailCache& cache);
 int driver_info(ethtool_drvinfo* info, const char* ifName, int socketFd);
 

@@ -110,8 +110,11 @@ int list_adapters(ifcfg::HostFamily& hostFamily, _NetworkDevice** list, unsigned
 
 _NetworkDevice* find_adapter(_NetworkDevice* list, const char* name, const std::string& alternate)
 {
-    for (_NetworkDevice* dev = name != nullptr ? list : nullptr; dev != nullptr; dev = dev->next) {
-        if (dev->ifName[0] != '\0' && (strcmp(dev->ifName, name) == 0 || alternate == dev->ifName))
+    if (name == nullptr)
+        return nullptr;
+    const Wanted wanted{name, alternate};
+    for (_NetworkDevice* dev = list; dev != nullptr; dev = dev->next) {
+        if (dev->ifName[0] != '\0' && wanted.matches(dev->ifName))
             return dev;
     }
     return nullptr;
