@@ -19,6 +19,7 @@ void add_vlan_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, i
 void add_gateway_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
 void add_host_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
 void add_diag_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
+void add_state_commands(CLI::App& app, NetworkAdapter& adapter, Output& output, int& exitStatus);
 
 } // namespace cli
 

@@ -18,6 +18,8 @@ LINNET_EXPORT int GetNetworkAdapterDetails(_NetworkDevice** list, unsigned char*
 LINNET_EXPORT void free_NetDev_List(_NetworkDevice* head);
 // 0 only when the adapter's configuration holds a usable static gateway.
 LINNET_EXPORT int get_gateway_bootproto_from_conf_file(char* ifname, char* gateway, int* found);
+// Deletes the running default route (the configuration files are left as they are).
+LINNET_EXPORT int _DelGateway();
 
 namespace cli {
 

@@ -25,6 +25,7 @@ int run(int argc, char** argv)
     cli::add_mtu_commands(app, adapter, output, exitStatus);
     cli::add_vlan_commands(app, adapter, output, exitStatus);
     cli::add_diag_commands(app, adapter, output, exitStatus);
+    cli::add_state_commands(app, adapter, output, exitStatus);
 
     try {
         app.parse(argc, argv);

@@ -1,0 +1,199 @@
+#include "apply.h"
+
+#include "checkpoint.h"
+#include "host_state.h"
+#include "state_document.h"
+#include "steps.h"
+#include "watchdog.h"
+
+#include <set>
+
+namespace cli::state {
+
+namespace {
+
+std::string joined(const std::vector<std::string>& lines)
+{
+    std::string text;
+    for (const std::string& line : lines)
+        text += (text.empty() ? "" : "; ") + line;
+    return text;
+}
+
+std::string any_adapter(const HostState& state)
+{
+    return state.interfaces.empty() ? "" : state.interfaces.front().libraryName;
+}
+
+// The original state, plus every VLAN made since marked absent.
+HostState rollback_target(const HostState& original, const HostState& now)
+{
+    HostState target = original;
+    for (const Interface& interface : now.interfaces) {
+        if (interface.vlan && original.find(interface.name) == nullptr) {
+            Interface absent = interface;
+            absent.state = LinkState::kAbsent;
+            target.interfaces.push_back(absent);
+        }
+    }
+    return target;
+}
+
+// Runs the steps in order; the index of the one that failed, or steps.size().
+size_t run_steps(NetworkAdapter& adapter, const std::vector<Step>& steps, const std::string& anyAdapter,
+                 const Progress& progress, int& status)
+{
+    for (size_t i = 0; i < steps.size(); ++i) {
+        if (progress)
+            progress(i + 1, steps.size(), steps[i]);
+        status = run_step(adapter, steps[i], anyAdapter);
+        if (status != 0)
+            return i;
+    }
+    return steps.size();
+}
+
+std::string status_line(NetworkAdapter& adapter, int status)
+{
+    const char* text = adapter.GetErrStr(status);
+    return (text != nullptr ? std::string(text) : "failed") + " (status " + std::to_string(status) + ")";
+}
+
+void fail_and_roll_back(NetworkAdapter& adapter, ApplyReport& report, const HostState& original,
+                        const std::vector<SavedFile>& files, const Progress& progress)
+{
+    report.outcome = Outcome::kRolledBack;
+    report.rollbackProblems = roll_back(adapter, original, files, progress);
+    report.files = changed_files(files, save_files());
+}
+
+} // namespace
+
+std::vector<std::string> roll_back(NetworkAdapter& adapter, const HostState& original,
+                                   const std::vector<SavedFile>& files, const Progress& progress)
+{
+    std::vector<std::string> problems;
+    int status = 0;
+    const HostState now = read_host_state(adapter, status);
+    try {
+        const std::vector<Step> steps = make_plan(now, rollback_target(original, now));
+        for (size_t i = 0; i < steps.size(); ++i) {
+            if (progress)
+                progress(i + 1, steps.size(), steps[i]);
+            const int result = run_step(adapter, steps[i], any_adapter(now));
+            if (result != 0)
+                problems.push_back(steps[i].text() + ": " + status_line(adapter, result));
+        }
+    } catch (const InvalidState& error) {
+        problems.push_back(error.what());
+    }
+    for (const std::string& path : restore_files(files))
+        problems.push_back(path + ": could not be restored");
+    const std::vector<std::string> left = mismatches(read_host_state(adapter, status), original);
+    problems.insert(problems.end(), left.begin(), left.end());
+    return problems;
+}
+
+ApplyReport apply_state(NetworkAdapter& adapter, const HostState& desired, const ApplyOptions& options,
+                        const Progress& progress)
+{
+    ApplyReport report;
+    CheckpointLock lock;
+    if (!options.dryRun && checkpoint_exists()) {
+        report.outcome = Outcome::kRefused;
+        report.error = "an uncommitted change is pending: run linnet commit or linnet rollback first";
+        return report;
+    }
+    int status = 0;
+    const HostState current = read_host_state(adapter, status);
+    if (status != 0) {
+        report.outcome = Outcome::kRefused;
+        report.status = status;
+        report.error = "reading the host: " + status_line(adapter, status);
+        return report;
+    }
+    try {
+        report.plan = make_plan(current, desired);
+    } catch (const InvalidState& error) {
+        report.error = error.what();
+        return report;
+    }
+    if (report.plan.empty() || options.dryRun) {
+        report.outcome = report.plan.empty() ? Outcome::kUnchanged : Outcome::kPlanned;
+        return report;
+    }
+
+    const std::vector<SavedFile> files = save_files();
+    Checkpoint checkpoint{new_token(), time(nullptr) + static_cast<time_t>(options.timeout), emit_state(current),
+                          files};
+    if (options.noCommit && !save_checkpoint(checkpoint)) {
+        report.outcome = Outcome::kRefused;
+        report.error = "could not write the checkpoint under /run/linnet";
+        return report;
+    }
+    const size_t failed = run_steps(adapter, report.plan, any_adapter(current), progress, report.status);
+    if (failed < report.plan.size()) {
+        report.failedStep = report.plan[failed].text();
+        report.error = "step " + std::to_string(failed + 1) + " (" + report.failedStep
+                       + ") failed: " + status_line(adapter, report.status);
+    } else {
+        const std::vector<std::string> left = mismatches(read_host_state(adapter, status), desired);
+        if (!left.empty())
+            report.error = "verification failed: " + joined(left);
+    }
+    if (!report.error.empty()) {
+        fail_and_roll_back(adapter, report, current, files, nullptr);
+        if (options.noCommit)
+            remove_checkpoint();
+        return report;
+    }
+    report.outcome = Outcome::kApplied;
+    report.files = changed_files(files, save_files());
+    if (options.noCommit) {
+        report.commitDeadline = checkpoint.deadline;
+        start_watchdog(checkpoint.token, checkpoint.deadline);
+    }
+    return report;
+}
+
+CheckpointReport settle_checkpoint(NetworkAdapter& adapter, CheckpointAction action, const std::string& token,
+                                   const Progress& progress)
+{
+    CheckpointReport report;
+    CheckpointLock lock;
+    const std::optional<Checkpoint> checkpoint = checkpoint_exists() ? load_checkpoint() : std::nullopt;
+    if (!checkpoint || (!token.empty() && checkpoint->token != token))
+        return report;
+    report.found = true;
+    if (action == CheckpointAction::kRollback) {
+        try {
+            const HostState original = parse_state(checkpoint->originalState, "checkpoint", "");
+            report.problems = roll_back(adapter, original, checkpoint->files, progress);
+        } catch (const InvalidState& error) {
+            report.problems.push_back(error.what());
+        }
+    }
+    remove_checkpoint();
+    return report;
+}
+
+const char* outcome_text(Outcome outcome)
+{
+    switch (outcome) {
+    case Outcome::kUnchanged:
+        return "unchanged";
+    case Outcome::kPlanned:
+        return "planned";
+    case Outcome::kApplied:
+        return "applied";
+    case Outcome::kRolledBack:
+        return "rolled back";
+    case Outcome::kRefused:
+        return "refused";
+    case Outcome::kInvalid:
+        break;
+    }
+    return "invalid";
+}
+
+} // namespace cli::state
