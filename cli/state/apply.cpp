@@ -6,7 +6,9 @@
 #include "steps.h"
 #include "watchdog.h"
 
-#include <set>
+#include "../library_symbols.h"
+
+#include <cstdlib>
 
 namespace cli::state {
 
@@ -39,14 +41,23 @@ HostState rollback_target(const HostState& original, const HostState& now)
     return target;
 }
 
+// The step LINNET_FAIL_AT_STEP names (from 1) fails as if the library had
+// refused it: a rehearsal of the rollback. 0 when unset.
+size_t rehearsed_failure()
+{
+    const char* text = getenv("LINNET_FAIL_AT_STEP");
+    return text != nullptr ? strtoul(text, nullptr, 10) : 0;
+}
+
 // Runs the steps in order; the index of the one that failed, or steps.size().
 size_t run_steps(NetworkAdapter& adapter, const std::vector<Step>& steps, const std::string& anyAdapter,
                  const Progress& progress, int& status)
 {
+    const size_t failing = rehearsed_failure();
     for (size_t i = 0; i < steps.size(); ++i) {
         if (progress)
             progress(i + 1, steps.size(), steps[i]);
-        status = run_step(adapter, steps[i], anyAdapter);
+        status = i + 1 == failing ? status::kFailure : run_step(adapter, steps[i], anyAdapter);
         if (status != 0)
             return i;
     }
