@@ -38,10 +38,9 @@ std::vector<Address> adapter_addresses(NetworkAdapter& adapter, const std::strin
     std::vector<Address> addresses;
     // The primary first, then the aliases as the adapter carries them.
     for (const _IpAddress& record : records) {
-        if (record.aliasIndex < 0)
-            addresses.insert(addresses.begin(), {dotted(record.address), prefix_length(record.netmask)});
-        else
-            addresses.push_back({dotted(record.address), prefix_length(record.netmask)});
+        Address address{dotted(record.address), prefix_length(record.netmask), record.aliasIndex,
+                        dotted(record.broadcast)};
+        addresses.insert(record.aliasIndex < 0 ? addresses.begin() : addresses.end(), address);
     }
     return addresses;
 }

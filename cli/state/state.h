@@ -14,6 +14,10 @@ namespace cli::state {
 struct Address {
     std::string ip;
     int prefix = 32;
+    // As the host carries it (not part of the document, not compared): the
+    // label's number (-1 for the primary) and the broadcast address.
+    int aliasIndex = -1;
+    std::string broadcast;
     bool operator==(const Address& other) const { return ip == other.ip && prefix == other.prefix; }
     bool operator!=(const Address& other) const { return !(*this == other); }
     std::string text() const { return ip + "/" + std::to_string(prefix); }
