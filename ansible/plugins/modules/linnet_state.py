@@ -128,6 +128,13 @@ failed_step:
   returned: when a step failed
   type: str
   sample: "eth1.5: create VLAN 5 on eth1"
+rollback_problems:
+  description:
+    - What the rollback after a failed step could not put back, one line
+      each; the host is then neither as it was nor as desired.
+  returned: when the rollback was incomplete
+  type: list
+  elements: str
 stderr:
   description: linnet's progress lines.
   returned: on failure
@@ -199,8 +206,11 @@ def run_apply(module, document):
 
 def failure_message(report, rc, err):
     message = report.get("error") or err.strip() or "linnet apply failed with status %d" % rc
-    if report.get("failed_step"):
-        message += " (failed step: %s)" % report["failed_step"]
+    step = report.get("failed_step")
+    if step and step not in message:
+        message += " (failed step: %s)" % step
+    if report.get("rollback_problems"):
+        message += "; rollback incomplete: %s" % "; ".join(report["rollback_problems"])
     return message
 
 
@@ -234,8 +244,9 @@ def main():
     if module._diff:
         outcome["diff"] = file_diffs(report)
     if rc != 0:
-        if report.get("failed_step"):
-            outcome["failed_step"] = report["failed_step"]
+        for key in ("failed_step", "rollback_problems"):
+            if report.get(key):
+                outcome[key] = report[key]
         module.fail_json(msg=failure_message(report, rc, err), rc=rc, stderr=err, **outcome)
     module.exit_json(**outcome)
 
