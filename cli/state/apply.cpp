@@ -2,6 +2,7 @@
 
 #include "checkpoint.h"
 #include "host_state.h"
+#include "preview.h"
 #include "state_document.h"
 #include "steps.h"
 #include "watchdog.h"
@@ -9,6 +10,8 @@
 #include "../library_symbols.h"
 
 #include <cstdlib>
+#include <iostream>
+#include <optional>
 
 namespace cli::state {
 
@@ -70,6 +73,26 @@ std::string status_line(NetworkAdapter& adapter, int status)
     return (text != nullptr ? std::string(text) : "failed") + " (status " + std::to_string(status) + ")";
 }
 
+// The files the plan would change, from a sandbox; a line on standard error
+// when the preview stopped at a failing step or could not be made.
+void add_preview(NetworkAdapter& adapter, const HostState& current, ApplyReport& report)
+{
+    const PreviewResult preview =
+        preview_plan(adapter, current, report.plan, any_adapter(current), rehearsed_failure());
+    if (!preview.available) {
+        std::cerr << "linnet: preview unavailable: " << preview.unavailable << '\n';
+        return;
+    }
+    report.files = preview.files;
+    if (preview.failedStep) {
+        const size_t failed = *preview.failedStep;
+        report.failedStep = report.plan[failed].text();
+        report.status = preview.status;
+        std::cerr << "linnet: preview stopped at step " << failed + 1 << " (" << report.failedStep
+                  << "): " << status_line(adapter, preview.status) << '\n';
+    }
+}
+
 void fail_and_roll_back(NetworkAdapter& adapter, ApplyReport& report, const HostState& original,
                         const std::vector<SavedFile>& files, const Progress& progress)
 {
@@ -109,7 +132,10 @@ ApplyReport apply_state(NetworkAdapter& adapter, const HostState& desired, const
                         const Progress& progress)
 {
     ApplyReport report;
-    CheckpointLock lock;
+    // A dry run changes nothing, not even the lock file under /run.
+    std::optional<CheckpointLock> lock;
+    if (!options.dryRun)
+        lock.emplace();
     if (!options.dryRun && checkpoint_exists()) {
         report.outcome = Outcome::kRefused;
         report.error = "an uncommitted change is pending: run linnet commit or linnet rollback first";
@@ -131,6 +157,8 @@ ApplyReport apply_state(NetworkAdapter& adapter, const HostState& desired, const
     }
     if (report.plan.empty() || options.dryRun) {
         report.outcome = report.plan.empty() ? Outcome::kUnchanged : Outcome::kPlanned;
+        if (!report.plan.empty())
+            add_preview(adapter, current, report);
         return report;
     }
 
