@@ -18,8 +18,17 @@ LINNET_EXPORT int GetNetworkAdapterDetails(_NetworkDevice** list, unsigned char*
 LINNET_EXPORT void free_NetDev_List(_NetworkDevice* head);
 // 0 only when the adapter's configuration holds a usable static gateway.
 LINNET_EXPORT int get_gateway_bootproto_from_conf_file(char* ifname, char* gateway, int* found);
-// Deletes the running default route (the configuration files are left as they are).
+// The run-time commands alone, configuration files left as they are: the
+// default route ("ip route replace default via G"; a device would be joined
+// to "dev" in one word, so none is given), an address with its broadcast and label, the MTU, the link.
 LINNET_EXPORT int _DelGateway();
+LINNET_EXPORT int _SetGateway(char* device, char* gateway);
+extern "C" LINNET_EXPORT int _SetIpAddress(const char* ifname, const char* addressPrefix, const char* broadcast,
+                                           const char* label);
+extern "C" LINNET_EXPORT int _DelIpAddress(const char* ifname, const char* addressPrefix);
+LINNET_EXPORT int SetMTUIoctl(const char* ifname, unsigned int mtu);
+LINNET_EXPORT int BringLinkUp(char* ifname);
+LINNET_EXPORT int BringLinkDown(char* ifname);
 
 namespace cli {
 

@@ -18,7 +18,9 @@ int quietly(const std::function<int()>& call)
     fflush(stdout);
     // Standard output comes back however the call ends.
     struct Restore {
-        int saved = dup(STDOUT_FILENO);
+        // Close-on-exec: a daemon a call starts (a DHCP client) must not keep
+        // linnet's standard output open.
+        int saved = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
         ~Restore()
         {
             if (saved < 0)

@@ -153,7 +153,7 @@ int apply_file(NetworkAdapter& adapter, const Output& output, const ApplyArgumen
 
 int settle(NetworkAdapter& adapter, const Output& output, CheckpointAction action)
 {
-    const CheckpointReport report = settle_checkpoint(adapter, action, "", print_progress);
+    const CheckpointReport report = settle_checkpoint(adapter, action, "");
     const char* done = action == CheckpointAction::kCommit ? "committed" : "rolled back";
     std::string error = report.found ? "" : "no uncommitted change";
     for (const std::string& problem : report.problems)

@@ -3,6 +3,7 @@
 #include "checkpoint.h"
 #include "host_state.h"
 #include "preview.h"
+#include "restore.h"
 #include "state_document.h"
 #include "steps.h"
 #include "watchdog.h"
@@ -28,20 +29,6 @@ std::string joined(const std::vector<std::string>& lines)
 std::string any_adapter(const HostState& state)
 {
     return state.interfaces.empty() ? "" : state.interfaces.front().libraryName;
-}
-
-// The original state, plus every VLAN made since marked absent.
-HostState rollback_target(const HostState& original, const HostState& now)
-{
-    HostState target = original;
-    for (const Interface& interface : now.interfaces) {
-        if (interface.vlan && original.find(interface.name) == nullptr) {
-            Interface absent = interface;
-            absent.state = LinkState::kAbsent;
-            target.interfaces.push_back(absent);
-        }
-    }
-    return target;
 }
 
 // The step LINNET_FAIL_AT_STEP names (from 1) fails as if the library had
@@ -94,36 +81,23 @@ void add_preview(NetworkAdapter& adapter, const HostState& current, ApplyReport&
 }
 
 void fail_and_roll_back(NetworkAdapter& adapter, ApplyReport& report, const HostState& original,
-                        const std::vector<SavedFile>& files, const Progress& progress)
+                        const std::vector<SavedFile>& files)
 {
     report.outcome = Outcome::kRolledBack;
-    report.rollbackProblems = roll_back(adapter, original, files, progress);
+    report.rollbackProblems = roll_back(adapter, original, files);
     report.files = changed_files(files, save_files());
 }
 
 } // namespace
 
 std::vector<std::string> roll_back(NetworkAdapter& adapter, const HostState& original,
-                                   const std::vector<SavedFile>& files, const Progress& progress)
+                                   const std::vector<SavedFile>& files)
 {
-    std::vector<std::string> problems;
-    int status = 0;
-    const HostState now = read_host_state(adapter, status);
-    try {
-        const std::vector<Step> steps = make_plan(now, rollback_target(original, now));
-        for (size_t i = 0; i < steps.size(); ++i) {
-            if (progress)
-                progress(i + 1, steps.size(), steps[i]);
-            const int result = run_step(adapter, steps[i], any_adapter(now));
-            if (result != 0)
-                problems.push_back(steps[i].text() + ": " + status_line(adapter, result));
-        }
-    } catch (const InvalidState& error) {
-        problems.push_back(error.what());
-    }
+    std::vector<std::string> problems = restore_runtime(adapter, original);
     for (const std::string& path : restore_files(files))
         problems.push_back(path + ": could not be restored");
-    const std::vector<std::string> left = mismatches(read_host_state(adapter, status), original);
+    int status = 0;
+    const std::vector<std::string> left = runtime_differences(read_host_state(adapter, status), original);
     problems.insert(problems.end(), left.begin(), left.end());
     return problems;
 }
@@ -136,11 +110,6 @@ ApplyReport apply_state(NetworkAdapter& adapter, const HostState& desired, const
     std::optional<CheckpointLock> lock;
     if (!options.dryRun)
         lock.emplace();
-    if (!options.dryRun && checkpoint_exists()) {
-        report.outcome = Outcome::kRefused;
-        report.error = "an uncommitted change is pending: run linnet commit or linnet rollback first";
-        return report;
-    }
     int status = 0;
     const HostState current = read_host_state(adapter, status);
     if (status != 0) {
@@ -161,10 +130,16 @@ ApplyReport apply_state(NetworkAdapter& adapter, const HostState& desired, const
             add_preview(adapter, current, report);
         return report;
     }
+    // A change on top of an uncommitted one could not be rolled back alone.
+    if (checkpoint_exists()) {
+        report.outcome = Outcome::kRefused;
+        report.error = "an uncommitted change is pending: run linnet commit or linnet rollback first";
+        return report;
+    }
 
     const std::vector<SavedFile> files = save_files();
-    Checkpoint checkpoint{new_token(), time(nullptr) + static_cast<time_t>(options.timeout), emit_state(current),
-                          files};
+    Checkpoint checkpoint{new_token(), time(nullptr) + static_cast<time_t>(options.timeout),
+                          emit_state(current, Detail::kHost), files};
     if (options.noCommit && !save_checkpoint(checkpoint)) {
         report.outcome = Outcome::kRefused;
         report.error = "could not write the checkpoint under /run/linnet";
@@ -181,7 +156,7 @@ ApplyReport apply_state(NetworkAdapter& adapter, const HostState& desired, const
             report.error = "verification failed: " + joined(left);
     }
     if (!report.error.empty()) {
-        fail_and_roll_back(adapter, report, current, files, nullptr);
+        fail_and_roll_back(adapter, report, current, files);
         if (options.noCommit)
             remove_checkpoint();
         return report;
@@ -195,8 +170,7 @@ ApplyReport apply_state(NetworkAdapter& adapter, const HostState& desired, const
     return report;
 }
 
-CheckpointReport settle_checkpoint(NetworkAdapter& adapter, CheckpointAction action, const std::string& token,
-                                   const Progress& progress)
+CheckpointReport settle_checkpoint(NetworkAdapter& adapter, CheckpointAction action, const std::string& token)
 {
     CheckpointReport report;
     CheckpointLock lock;
@@ -206,8 +180,8 @@ CheckpointReport settle_checkpoint(NetworkAdapter& adapter, CheckpointAction act
     report.found = true;
     if (action == CheckpointAction::kRollback) {
         try {
-            const HostState original = parse_state(checkpoint->originalState, "checkpoint", "");
-            report.problems = roll_back(adapter, original, checkpoint->files, progress);
+            const HostState original = parse_state(checkpoint->originalState, "checkpoint", "", Detail::kHost);
+            report.problems = roll_back(adapter, original, checkpoint->files);
         } catch (const InvalidState& error) {
             report.problems.push_back(error.what());
         }

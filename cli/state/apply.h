@@ -44,7 +44,7 @@ ApplyReport apply_state(NetworkAdapter& adapter, const HostState& desired, const
 // Puts the host back to `original` (its run-time state through the library,
 // then every saved file byte for byte); what it could not put back, one line each.
 std::vector<std::string> roll_back(NetworkAdapter& adapter, const HostState& original,
-                                   const std::vector<SavedFile>& files, const Progress& progress);
+                                   const std::vector<SavedFile>& files);
 
 enum class CheckpointAction { kCommit, kRollback };
 struct CheckpointReport {
@@ -53,8 +53,7 @@ struct CheckpointReport {
 };
 // Commits or rolls back the uncommitted change, if there is one. With
 // `token`, only the checkpoint of that token (the timeout's own).
-CheckpointReport settle_checkpoint(NetworkAdapter& adapter, CheckpointAction action, const std::string& token,
-                                   const Progress& progress);
+CheckpointReport settle_checkpoint(NetworkAdapter& adapter, CheckpointAction action, const std::string& token);
 
 const char* outcome_text(Outcome outcome);
 

@@ -168,15 +168,19 @@ private:
         const std::vector<Address> nowAliases =
             nowAddresses.empty() ? std::vector<Address>{}
                                  : std::vector<Address>(nowAddresses.begin() + 1, nowAddresses.end());
-        std::vector<Step> additions;
-        reorder(
-            nowAliases, aliases, [&](const Address& alias) { add(Step::kDeleteAlias, name, alias.text()); },
-            [&](const Address& alias) {
-                additions.push_back({Step::kAddAlias, name, alias.text(), 0});
-            });
-        if (nowAddresses.empty() || nowAddresses.front() != primary)
+        // A new primary address takes the aliases of the old one's subnet
+        // with it: all of them go first and the wanted ones come back after.
+        const bool newPrimary = nowAddresses.empty() || nowAddresses.front() != primary;
+        for (const Address& alias : nowAliases) {
+            if (newPrimary || !contains(aliases, alias))
+                add(Step::kDeleteAlias, name, alias.text());
+        }
+        if (newPrimary)
             add(Step::kSetPrimary, name, primary.text());
-        steps_.insert(steps_.end(), additions.begin(), additions.end());
+        for (const Address& alias : aliases) {
+            if (newPrimary || !contains(nowAliases, alias))
+                add(Step::kAddAlias, name, alias.text());
+        }
     }
 
     void plan_route(const DefaultRoute& wanted)
@@ -212,6 +216,18 @@ std::string vlan_name(const Step& step)
     return step.interface + "." + std::to_string(step.number);
 }
 
+// The same primary address and the same aliases: the kernel, not the order
+// they were added in, decides the order it lists them in.
+bool same_addresses(std::vector<Address> a, std::vector<Address> b)
+{
+    if (a.empty() || b.empty() || a.front() != b.front())
+        return a.empty() && b.empty();
+    auto before = [](const Address& x, const Address& y) { return x.ip != y.ip ? x.ip < y.ip : x.prefix < y.prefix; };
+    std::sort(a.begin() + 1, a.end(), before);
+    std::sort(b.begin() + 1, b.end(), before);
+    return a == b;
+}
+
 void compare_interface(const Interface& wanted, const Interface* now, std::vector<std::string>& differences)
 {
     const std::string& name = wanted.name;
@@ -237,7 +253,7 @@ void compare_interface(const Interface& wanted, const Interface* now, std::vecto
     if (wanted.ipv4->addresses && !wanted.ipv4->dhcp.value_or(false)) {
         const std::vector<Address> nowAddresses =
             now->ipv4 ? now->ipv4->addresses.value_or(std::vector<Address>{}) : std::vector<Address>{};
-        if (nowAddresses != *wanted.ipv4->addresses) {
+        if (!same_addresses(nowAddresses, *wanted.ipv4->addresses)) {
             std::string list;
             for (const Address& address : nowAddresses)
                 list += (list.empty() ? "" : " ") + address.text();

@@ -15,7 +15,10 @@ constexpr const char* kDefaultDestination = "0.0.0.0/0";
 // Where a node sits, for messages: "FILE:LINE: PATH".
 class Reader {
 public:
-    Reader(std::string source, std::string ipv6Text) : source_(std::move(source)), ipv6Text_(std::move(ipv6Text)) {}
+    Reader(std::string source, std::string ipv6Text, Detail detail)
+        : source_(std::move(source)), ipv6Text_(std::move(ipv6Text)), detail_(detail)
+    {
+    }
 
     [[noreturn]] void fail(const YAML::Node& node, const std::string& path, const std::string& why) const
     {
@@ -83,11 +86,20 @@ public:
 
     Address address(const YAML::Node& node, const std::string& path) const
     {
-        expect_map(node, path, {"ip", "prefix-length"});
+        if (detail_ == Detail::kHost)
+            expect_map(node, path, {"ip", "prefix-length", "alias-index", "broadcast"});
+        else
+            expect_map(node, path, {"ip", "prefix-length"});
         if (!node["ip"] || !node["prefix-length"])
             fail(node, path, "an address needs ip and prefix-length");
-        return {ipv4_address(node["ip"], path + ".ip"),
-                static_cast<int>(number(node["prefix-length"], path + ".prefix-length", 0, 32))};
+        Address result;
+        result.ip = ipv4_address(node["ip"], path + ".ip");
+        result.prefix = static_cast<int>(number(node["prefix-length"], path + ".prefix-length", 0, 32));
+        if (node["alias-index"])
+            result.aliasIndex = scalar<int>(node["alias-index"], path + ".alias-index", "a number");
+        if (node["broadcast"])
+            result.broadcast = scalar<std::string>(node["broadcast"], path + ".broadcast", "an address");
+        return result;
     }
 
     Ipv4 ipv4(const YAML::Node& node, const std::string& path) const
@@ -238,6 +250,7 @@ public:
 private:
     std::string source_;
     std::string ipv6Text_;
+    Detail detail_;
 };
 
 const char* link_state_text(LinkState state)
@@ -253,7 +266,7 @@ const char* link_state_text(LinkState state)
     return "absent";
 }
 
-nlohmann::ordered_json interface_json(const Interface& interface)
+nlohmann::ordered_json interface_json(const Interface& interface, Detail detail)
 {
     nlohmann::ordered_json node = {{"name", interface.name}, {"type", interface.isVlan ? "vlan" : "ethernet"}};
     if (interface.state)
@@ -268,8 +281,11 @@ nlohmann::ordered_json interface_json(const Interface& interface)
             ipv4["dhcp"] = *interface.ipv4->dhcp;
         if (interface.ipv4->addresses) {
             nlohmann::ordered_json& list = ipv4["address"] = nlohmann::ordered_json::array();
-            for (const Address& address : *interface.ipv4->addresses)
+            for (const Address& address : *interface.ipv4->addresses) {
                 list.push_back({{"ip", address.ip}, {"prefix-length", address.prefix}});
+                if (detail == Detail::kHost)
+                    list.back().update({{"alias-index", address.aliasIndex}, {"broadcast", address.broadcast}});
+            }
         }
     }
     if (interface.vlan)
@@ -322,7 +338,7 @@ const Interface* HostState::find(const std::string& name) const
     return nullptr;
 }
 
-HostState parse_state(const std::string& text, const std::string& source, const std::string& ipv6Text)
+HostState parse_state(const std::string& text, const std::string& source, const std::string& ipv6Text, Detail detail)
 {
     YAML::Node root;
     try {
@@ -330,14 +346,14 @@ HostState parse_state(const std::string& text, const std::string& source, const 
     } catch (const YAML::ParserException& error) {
         throw InvalidState(source + ":" + std::to_string(error.mark.line + 1) + ": " + error.msg);
     }
-    return Reader(source, ipv6Text).document(root);
+    return Reader(source, ipv6Text, detail).document(root);
 }
 
-nlohmann::ordered_json state_json(const HostState& state)
+nlohmann::ordered_json state_json(const HostState& state, Detail detail)
 {
     nlohmann::ordered_json document = {{"interfaces", nlohmann::ordered_json::array()}};
     for (const Interface& interface : state.interfaces)
-        document["interfaces"].push_back(interface_json(interface));
+        document["interfaces"].push_back(interface_json(interface, detail));
     if (state.route)
         document["routes"] = route_json(*state.route);
     if (state.nameServers)
@@ -345,10 +361,10 @@ nlohmann::ordered_json state_json(const HostState& state)
     return document;
 }
 
-std::string emit_state(const HostState& state)
+std::string emit_state(const HostState& state, Detail detail)
 {
     YAML::Emitter out;
-    emit_node(out, state_json(state));
+    emit_node(out, state_json(state, detail));
     return std::string(out.c_str()) + "\n";
 }
 

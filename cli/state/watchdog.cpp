@@ -36,7 +36,7 @@ void sleep_until(time_t deadline)
     detach_descriptors();
     sleep_until(deadline);
     NetworkAdapter adapter;
-    settle_checkpoint(adapter, CheckpointAction::kRollback, token, nullptr);
+    settle_checkpoint(adapter, CheckpointAction::kRollback, token);
     _exit(0);
 }
 
