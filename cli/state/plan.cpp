@@ -3,7 +3,6 @@
 #include "state_document.h"
 
 #include <algorithm>
-#include <set>
 
 namespace cli::state {
 
@@ -19,9 +18,11 @@ Interface created_vlan(const Interface& desired)
     return created;
 }
 
-[[noreturn]] void cannot(const std::string& name, const std::string& why)
+// The interface's place in the document ("FILE:LINE: interfaces[N] (NAME)").
+[[noreturn]] void cannot(const Interface& interface, const std::string& why)
 {
-    throw InvalidState("interfaces (" + name + "): " + why);
+    throw InvalidState((interface.where.empty() ? "interfaces (" + interface.name + ")" : interface.where) + ": "
+                       + why);
 }
 
 template <class T>
@@ -30,29 +31,10 @@ bool contains(const std::vector<T>& list, const T& item)
     return std::find(list.begin(), list.end(), item) != list.end();
 }
 
-template <class T>
-void expect_distinct(const std::vector<T>& list, const std::string& where, const std::string& (*text)(const T&))
-{
-    std::set<std::string> seen;
-    for (const T& item : list) {
-        if (!seen.insert(text(item)).second)
-            throw InvalidState(where + ": " + text(item) + " is listed twice");
-    }
-}
-
 // A name as the state document writes it: a VLAN without its @parent.
 std::string shown(const std::string& name)
 {
     return name.substr(0, name.find('@'));
-}
-
-const std::string& address_ip(const Address& address)
-{
-    return address.ip;
-}
-const std::string& itself(const std::string& text)
-{
-    return text;
 }
 
 // Steps that turn the list `current` into `desired` where the only edits are
@@ -104,7 +86,7 @@ private:
         const Interface* found = current_.find(wanted.name);
         if (wanted.state == LinkState::kAbsent) {
             if (found != nullptr && !found->vlan)
-                cannot(wanted.name, "only a VLAN can be removed");
+                cannot(wanted, "only a VLAN can be removed");
             if (found != nullptr)
                 removals_.push_back({Step::kRemoveVlan, found->vlan->base, "", found->vlan->id});
             return;
@@ -112,18 +94,18 @@ private:
         Interface now;
         if (found == nullptr) {
             if (!wanted.vlan)
-                cannot(wanted.name, "the host has no such adapter (a new VLAN needs its vlan settings)");
+                cannot(wanted, "the host has no such adapter (a new VLAN needs its vlan settings)");
             if (current_.find(wanted.vlan->base) == nullptr && !created(wanted.vlan->base))
-                cannot(wanted.name, "the VLAN's base interface " + wanted.vlan->base + " does not exist");
+                cannot(wanted, "the VLAN's base interface " + wanted.vlan->base + " does not exist");
             add(Step::kCreateVlan, wanted.vlan->base, "", wanted.vlan->id);
             createdVlans_.push_back(wanted.name);
             now = created_vlan(wanted);
             now.libraryName = wanted.name + "@" + wanted.vlan->base;
         } else {
             if (wanted.isVlan && !found->vlan)
-                cannot(wanted.name, "it is an ethernet adapter, not a VLAN");
+                cannot(wanted, "it is an ethernet adapter, not a VLAN");
             if (wanted.vlan && (found->vlan->base != wanted.vlan->base || found->vlan->id != wanted.vlan->id))
-                cannot(wanted.name, "a VLAN's base and ID cannot change: remove it first");
+                cannot(wanted, "a VLAN's base and ID cannot change: remove it first");
             now = *found;
         }
         const std::string& name = now.libraryName.empty() ? wanted.name : now.libraryName;
@@ -132,15 +114,16 @@ private:
         if (wanted.state == LinkState::kUp && now.state != LinkState::kUp)
             add(Step::kLinkUp, name);
         if (wanted.ipv4)
-            plan_ipv4(name, now.ipv4.value_or(Ipv4{}), *wanted.ipv4);
+            plan_ipv4(wanted, name, now.ipv4.value_or(Ipv4{}));
         if (wanted.state == LinkState::kDown && now.state != LinkState::kDown)
             add(Step::kLinkDown, name);
     }
 
     bool created(const std::string& name) const { return contains(createdVlans_, name); }
 
-    void plan_ipv4(const std::string& name, const Ipv4& now, const Ipv4& wanted)
+    void plan_ipv4(const Interface& interface, const std::string& name, const Ipv4& now)
     {
+        const Ipv4& wanted = *interface.ipv4;
         const bool nowDhcp = now.dhcp.value_or(false);
         const std::vector<Address> nowAddresses =
             nowDhcp ? std::vector<Address>{} : now.addresses.value_or(std::vector<Address>{});
@@ -153,16 +136,15 @@ private:
         const bool noAddresses = disabled || (wanted.addresses && wanted.addresses->empty());
         if (noAddresses) {
             if (nowDhcp || !nowAddresses.empty())
-                cannot(shown(name), "linnet cannot take an adapter's last IPv4 address or DHCP away");
+                cannot(interface, "linnet cannot take an adapter's last IPv4 address or DHCP away");
             return;
         }
         if (!wanted.addresses) {
             if (wanted.dhcp.has_value() && nowDhcp)
-                cannot(shown(name), "dhcp: false needs the static addresses");
+                cannot(interface, "dhcp: false needs the static addresses");
             return;
         }
         const std::vector<Address>& addresses = *wanted.addresses;
-        expect_distinct(addresses, "interfaces (" + shown(name) + ").ipv4.address", address_ip);
         const Address& primary = addresses.front();
         const std::vector<Address> aliases(addresses.begin() + 1, addresses.end());
         const std::vector<Address> nowAliases =
@@ -198,7 +180,6 @@ private:
 
     void plan_name_servers(const std::vector<std::string>& wanted)
     {
-        expect_distinct(wanted, "dns-resolver.config.server", itself);
         reorder(
             current_.nameServers.value_or(std::vector<std::string>{}), wanted,
             [&](const std::string& server) { add(Step::kDeleteNameServer, "", server); },

@@ -47,6 +47,8 @@ struct Interface {
     std::optional<unsigned> mtu;
     std::optional<Ipv4> ipv4;
     std::optional<Vlan> vlan;
+    // Where a desired interface stands in its document, for messages.
+    std::string where;
 };
 
 struct DefaultRoute {

@@ -20,10 +20,25 @@ public:
     {
     }
 
+    // "FILE:LINE: "
+    std::string place(const YAML::Node& node) const
+    {
+        return source_ + ":" + std::to_string(node.Mark().line >= 0 ? node.Mark().line + 1 : 0) + ": ";
+    }
+
     [[noreturn]] void fail(const YAML::Node& node, const std::string& path, const std::string& why) const
     {
-        const int line = node.Mark().line >= 0 ? node.Mark().line + 1 : 0;
-        throw InvalidState(source_ + ":" + std::to_string(line) + ": " + path + ": " + why);
+        throw InvalidState(place(node) + path + ": " + why);
+    }
+
+    // Each entry once.
+    void expect_distinct(const YAML::Node& list, const std::vector<std::string>& texts, const std::string& path) const
+    {
+        std::set<std::string> seen;
+        for (size_t i = 0; i < texts.size(); ++i) {
+            if (!seen.insert(texts[i]).second)
+                fail(list[i], path + "[" + std::to_string(i) + "]", texts[i] + " is listed twice");
+        }
     }
 
     [[noreturn]] void ipv6(const YAML::Node& node, const std::string& path) const
@@ -113,8 +128,12 @@ public:
         if (const YAML::Node list = node["address"]) {
             expect_sequence(list, path + ".address");
             result.addresses.emplace();
-            for (size_t i = 0; i < list.size(); ++i)
+            std::vector<std::string> ips;
+            for (size_t i = 0; i < list.size(); ++i) {
                 result.addresses->push_back(address(list[i], path + ".address[" + std::to_string(i) + "]"));
+                ips.push_back(result.addresses->back().ip);
+            }
+            expect_distinct(list, ips, path + ".address");
         }
         const bool disabled = result.enabled.has_value() && !*result.enabled;
         const bool hasAddresses = result.addresses.has_value() && !result.addresses->empty();
@@ -154,6 +173,7 @@ public:
             fail(node, path, "an interface needs a name");
         result.name = scalar<std::string>(node["name"], path + ".name", "an interface name");
         const std::string at = path + " (" + result.name + ")";
+        result.where = place(node) + at;
         if (node["type"]) {
             const std::string type = scalar<std::string>(node["type"], at + ".type", "ethernet or vlan");
             if (type != "ethernet" && type != "vlan")
@@ -241,6 +261,7 @@ public:
                     for (size_t i = 0; i < servers.size(); ++i)
                         state.nameServers->push_back(
                             ipv4_address(servers[i], "dns-resolver.config.server[" + std::to_string(i) + "]"));
+                    expect_distinct(servers, *state.nameServers, "dns-resolver.config.server");
                 }
             }
         }
