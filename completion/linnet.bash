@@ -11,7 +11,7 @@ _linnet_adapters()
 _linnet()
 {
     local cur=${COMP_WORDS[COMP_CWORD]}
-    local commands="version error host list show up down dhcp addr gateway dns mtu vlan ping traceroute connections stats"
+    local commands="version error host list show up down dhcp addr gateway dns mtu vlan ping traceroute connections stats state apply commit rollback"
     local words=() word
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         [[ $word == -* ]] || words+=("$word")
@@ -34,6 +34,8 @@ _linnet()
             elif [ "${#words[@]}" -eq 2 ]; then
                 COMPREPLY=($(compgen -W "$(_linnet_adapters)" -- "$cur"))
             fi ;;
+        apply)
+            COMPREPLY=($(compgen -W "--dry-run --no-commit --timeout" -- "$cur") $(compgen -f -- "$cur")) ;;
         show|up|down|dhcp|mtu|stats)
             [ "${#words[@]}" -eq 1 ] && COMPREPLY=($(compgen -W "$(_linnet_adapters)" -- "$cur")) ;;
     esac
