@@ -47,6 +47,14 @@ bool read_state_file(const std::string& path, std::string& text)
     return true;
 }
 
+void print_plan(const std::vector<Step>& plan)
+{
+    std::cout << "plan (" << plan.size() << (plan.size() == 1 ? " step):\n" : " steps):\n");
+    for (size_t i = 0; i < plan.size(); ++i)
+        std::cout << "  " << i + 1 << ". " << plan[i].text() << '\n';
+    std::cout.flush();
+}
+
 void print_progress(size_t number, size_t count, const Step& step)
 {
     std::cerr << "linnet: [" << number << "/" << count << "] " << step.text() << '\n';
@@ -89,11 +97,9 @@ nlohmann::json report_json(const ApplyReport& report, const ApplyOptions& option
 
 void print_report(const ApplyReport& report, const ApplyOptions& options)
 {
-    if (!report.plan.empty()) {
-        std::cout << "plan (" << report.plan.size() << (report.plan.size() == 1 ? " step):\n" : " steps):\n");
-        for (size_t i = 0; i < report.plan.size(); ++i)
-            std::cout << "  " << i + 1 << ". " << report.plan[i].text() << '\n';
-    }
+    // An apply that ran printed its plan before its first step.
+    if (report.outcome == Outcome::kPlanned)
+        print_plan(report.plan);
     for (const FileChange& change : report.files)
         std::cout << unified_diff(change.path, change.before, change.after);
     switch (report.outcome) {
@@ -137,7 +143,8 @@ int apply_file(NetworkAdapter& adapter, const Output& output, const ApplyArgumen
         try {
             const HostState desired =
                 parse_state(text, arguments.file == "-" ? "<stdin>" : arguments.file, ipv6_text(adapter));
-            report = apply_state(adapter, desired, arguments.options, print_progress);
+            Progress progress{output.json ? nullptr : print_plan, print_progress};
+            report = apply_state(adapter, desired, arguments.options, progress);
         } catch (const InvalidState& error) {
             report.error = error.what();
         }

@@ -45,8 +45,8 @@ size_t run_steps(NetworkAdapter& adapter, const std::vector<Step>& steps, const 
 {
     const size_t failing = rehearsed_failure();
     for (size_t i = 0; i < steps.size(); ++i) {
-        if (progress)
-            progress(i + 1, steps.size(), steps[i]);
+        if (progress.starting)
+            progress.starting(i + 1, steps.size(), steps[i]);
         status = i + 1 == failing ? status::kFailure : run_step(adapter, steps[i], anyAdapter);
         if (status != 0)
             return i;
@@ -145,6 +145,8 @@ ApplyReport apply_state(NetworkAdapter& adapter, const HostState& desired, const
         report.error = "could not write the checkpoint under /run/linnet";
         return report;
     }
+    if (progress.planned)
+        progress.planned(report.plan);
     const size_t failed = run_steps(adapter, report.plan, any_adapter(current), progress, report.status);
     if (failed < report.plan.size()) {
         report.failedStep = report.plan[failed].text();

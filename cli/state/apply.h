@@ -35,8 +35,12 @@ struct ApplyReport {
     time_t commitDeadline = 0; // with noCommit
 };
 
-// Called as each step starts: its number (from 1), the count, the step.
-using Progress = std::function<void(size_t, size_t, const Step&)>;
+// Told the plan before its first step runs, then each step as it starts
+// (its number from 1, the count, the step).
+struct Progress {
+    std::function<void(const std::vector<Step>&)> planned;
+    std::function<void(size_t, size_t, const Step&)> starting;
+};
 
 ApplyReport apply_state(NetworkAdapter& adapter, const HostState& desired, const ApplyOptions& options,
                         const Progress& progress);
