@@ -38,8 +38,9 @@ grep -rqE "^IPADDR[0-9]*='?198\.18\.2\.60'?$" "$config" || fail "no ifcfg file h
 play change.yml -e expect=unchanged
 
 before=$(host)
+play fail.yml --check
 play fail.yml
-unchanged_since "$before" "the failed apply"
+unchanged_since "$before" "the failed apply or its dry run"
 
 echo "$((failures == 0 ? 1 : 0)) passed, $failures failed"
 [ "$failures" -eq 0 ]

@@ -124,7 +124,10 @@ status:
   type: int
   sample: 0
 failed_step:
-  description: The step that failed, when one did.
+  description:
+    - The step that failed, when one did. In check mode, the step at which
+      linnet's dry run stopped (a warning says so too): applying the state
+      would fail there.
   returned: when a step failed
   type: str
   sample: "eth1.5: create VLAN 5 on eth1"
@@ -243,11 +246,17 @@ def main():
     )
     if module._diff:
         outcome["diff"] = file_diffs(report)
+    if report.get("failed_step"):
+        outcome["failed_step"] = report["failed_step"]
     if rc != 0:
-        for key in ("failed_step", "rollback_problems"):
-            if report.get(key):
-                outcome[key] = report[key]
+        if report.get("rollback_problems"):
+            outcome["rollback_problems"] = report["rollback_problems"]
         module.fail_json(msg=failure_message(report, rc, err), rc=rc, stderr=err, **outcome)
+    if outcome.get("failed_step"):
+        module.warn(
+            "the dry run stopped at the step '%s': applying this state would fail there and be rolled back"
+            % outcome["failed_step"]
+        )
     module.exit_json(**outcome)
 
 
