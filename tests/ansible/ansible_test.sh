@@ -25,6 +25,8 @@ unchanged_since() {  # unchanged_since SNAPSHOT WHAT
   [ "$(host)" = "$1" ] || fail "$2 changed the host:"$'\n'"$(diff <(echo "$1") <(host) | sed 's/^/    /')"
 }
 
+ansible-doc mxlinnet.linnet.linnet_state >"$scratch/out" 2>&1 || fail "ansible-doc:"$'\n'"$(cat "$scratch/out")"
+
 before=$(host)
 play change.yml -e expect=planned --check --diff
 unchanged_since "$before" "check mode"

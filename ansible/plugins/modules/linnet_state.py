@@ -87,8 +87,10 @@ result:
   description:
     - What linnet did, C(unchanged) (the host already was in the desired
       state), C(applied), C(planned) (check mode), C(rolled back) (a step
-      failed and the steps before it were undone) or C(invalid) (linnet
-      refused the state).
+      failed and the steps before it were undone), C(invalid) (linnet
+      refused the state document) or C(refused) (the host could not be read,
+      or a change made with C(linnet apply --no-commit) is still
+      uncommitted).
   returned: always
   type: str
   sample: applied
@@ -126,7 +128,7 @@ status:
 failed_step:
   description:
     - The step that failed, when one did. In check mode, the step at which
-      linnet's dry run stopped (a warning says so too): applying the state
+      linnet's dry run stopped (a warning says so too); applying the state
       would fail there.
   returned: when a step failed
   type: str
