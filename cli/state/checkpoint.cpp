@@ -63,7 +63,7 @@ void remove_tree(const std::string& path)
         while (const dirent* entry = readdir(listing)) {
             const std::string name = entry->d_name;
             if (name != "." && name != "..")
-                unlink((path + "/" + name).c_str());
+                unlink(std::string(path).append("/").append(name).c_str());
         }
         closedir(listing);
     }

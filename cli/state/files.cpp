@@ -101,7 +101,7 @@ void save_directory(const std::string& directory, std::vector<SavedFile>& files)
     while (const dirent* entry = readdir(listing)) {
         const std::string name = entry->d_name;
         if (name != "." && name != "..")
-            save_file(directory + "/" + name, files);
+            save_file(std::string(directory).append("/").append(name), files);
     }
     closedir(listing);
 }
@@ -196,6 +196,7 @@ std::vector<FileChange> changed_files(const std::vector<SavedFile>& before, cons
             changes[path] = {path, "", file->bytes};
     }
     std::vector<FileChange> list;
+    list.reserve(changes.size());
     for (auto& entry : changes)
         list.push_back(std::move(entry.second));
     return list;

@@ -57,7 +57,7 @@ public:
             if (key == "ipv6")
                 ipv6(entry.first, path + ".ipv6");
             if (keys.count(key) == 0)
-                fail(entry.first, path.empty() ? key : path + "." + key,
+                fail(entry.first, path.empty() ? key : std::string(path).append(".").append(key),
                      "unknown key, or a setting linnet cannot make");
         }
     }
@@ -82,7 +82,7 @@ public:
 
     std::string ipv4_address(const YAML::Node& node, const std::string& path) const
     {
-        const std::string text = scalar<std::string>(node, path, "an IPv4 address");
+        std::string text = scalar<std::string>(node, path, "an IPv4 address");
         if (text.find(':') != std::string::npos)
             ipv6(node, path);
         in_addr parsed{};
