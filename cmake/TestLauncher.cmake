@@ -26,4 +26,18 @@ function(linnet_test_launcher_environment variable)
   set(${variable} "LINNET_TEST_LAUNCHER=${words}" PARENT_SCOPE)
 endfunction()
 
+# linnet_testbed_script(NAME SCRIPT [ARGS...]): NAME.redhat and NAME.suse run
+# `SCRIPT LINNET FAMILY ARGS...` inside the simulated host of that family
+# (skipped when not root), with the launcher's words in its environment.
+function(linnet_testbed_script name script)
+  linnet_test_launcher_environment(launcher)
+  foreach(family redhat suse)
+    add_test(NAME ${name}.${family}
+      COMMAND ${PROJECT_SOURCE_DIR}/scripts/testbed --family ${family} --tools $<TARGET_FILE_DIR:testbed_logsink>
+              -- ${script} $<TARGET_FILE:linnet> ${family} ${ARGN})
+    set_tests_properties(${name}.${family} PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 300
+      ENVIRONMENT "LINNET_TESTBED_STATE=${CMAKE_CURRENT_BINARY_DIR}/state;${launcher}")
+  endforeach()
+endfunction()
+
 file(MAKE_DIRECTORY "${PROJECT_BINARY_DIR}/tmp")
