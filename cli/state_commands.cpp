@@ -70,6 +70,15 @@ int show_state(NetworkAdapter& adapter, const Output& output)
     return 0;
 }
 
+int exit_status_of(const ApplyReport& report)
+{
+    if (report.outcome == Outcome::kInvalid)
+        return kInvalidStateExit;
+    if (report.error.empty())
+        return 0;
+    return report.status != 0 ? exit_status_for(report.status) : 1;
+}
+
 nlohmann::json report_json(const ApplyReport& report, const ApplyOptions& options)
 {
     nlohmann::json plan = nlohmann::json::array(), files = nlohmann::json::array();
@@ -78,12 +87,13 @@ nlohmann::json report_json(const ApplyReport& report, const ApplyOptions& option
     for (const FileChange& change : report.files)
         files.push_back({{"path", change.path}, {"before", change.before}, {"after", change.after}});
     const bool failed = !report.error.empty();
+    const bool incomplete = !report.rollbackProblems.empty();
     nlohmann::json document = {{"changed", report.outcome == Outcome::kApplied || report.outcome == Outcome::kPlanned},
                                {"dry_run", options.dryRun},
-                               {"result", outcome_text(report.outcome)},
+                               {"result", incomplete ? "rollback incomplete" : outcome_text(report.outcome)},
                                {"plan", plan},
                                {"diff", files},
-                               {"status", failed && report.status == 0 ? status::kFailure : report.status}};
+                               {"status", exit_status_of(report)}};
     if (failed)
         document["error"] = report.error;
     if (!report.failedStep.empty())
@@ -92,6 +102,8 @@ nlohmann::json report_json(const ApplyReport& report, const ApplyOptions& option
         document["rollback_problems"] = report.rollbackProblems;
     if (report.commitDeadline != 0)
         document["commit_deadline"] = report.commitDeadline;
+    if (!report.preview.empty())
+        document["preview"] = report.preview;
     return document;
 }
 
@@ -107,6 +119,8 @@ void print_report(const ApplyReport& report, const ApplyOptions& options)
         std::cout << "nothing to change: the host already matches the state\n";
         break;
     case Outcome::kPlanned:
+        if (report.preview != "complete")
+            std::cerr << "linnet: preview " << report.preview << '\n';
         std::cout << "dry run: nothing was changed\n";
         break;
     case Outcome::kApplied:
@@ -122,15 +136,6 @@ void print_report(const ApplyReport& report, const ApplyOptions& options)
         for (const std::string& problem : report.rollbackProblems)
             std::cerr << "linnet: rollback incomplete: " << problem << '\n';
     }
-}
-
-int exit_status_of(const ApplyReport& report)
-{
-    if (report.outcome == Outcome::kInvalid)
-        return kInvalidStateExit;
-    if (report.error.empty())
-        return 0;
-    return report.status != 0 ? exit_status_for(report.status) : 1;
 }
 
 int apply_file(NetworkAdapter& adapter, const Output& output, const ApplyArguments& arguments)

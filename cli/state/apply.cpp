@@ -11,7 +11,6 @@
 #include "../library_symbols.h"
 
 #include <cstdlib>
-#include <iostream>
 #include <optional>
 
 namespace cli::state {
@@ -60,23 +59,22 @@ std::string status_line(NetworkAdapter& adapter, int status)
     return (text != nullptr ? std::string(text) : "failed") + " (status " + std::to_string(status) + ")";
 }
 
-// The files the plan would change, from a sandbox; a line on standard error
-// when the preview stopped at a failing step or could not be made.
+// The files the plan would change, from a sandbox, and how far the sandbox got.
 void add_preview(NetworkAdapter& adapter, const HostState& current, ApplyReport& report)
 {
     const PreviewResult preview =
         preview_plan(adapter, current, report.plan, any_adapter(current), rehearsed_failure());
     if (!preview.available) {
-        std::cerr << "linnet: preview unavailable: " << preview.unavailable << '\n';
+        report.preview = "unavailable: " + preview.unavailable;
         return;
     }
     report.files = preview.files;
+    report.preview = "complete";
     if (preview.failedStep) {
         const size_t failed = *preview.failedStep;
         report.failedStep = report.plan[failed].text();
-        report.status = preview.status;
-        std::cerr << "linnet: preview stopped at step " << failed + 1 << " (" << report.failedStep
-                  << "): " << status_line(adapter, preview.status) << '\n';
+        report.preview = "stopped at step " + std::to_string(failed + 1) + " (" + report.failedStep
+                         + "): " + status_line(adapter, preview.status);
     }
 }
 

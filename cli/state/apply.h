@@ -33,6 +33,9 @@ struct ApplyReport {
     std::string failedStep;        // the step that failed, if one did
     std::vector<std::string> rollbackProblems;
     time_t commitDeadline = 0; // with noCommit
+    // A dry run's sandbox: "complete", "stopped at step N (...): why" or
+    // "unavailable: why".
+    std::string preview;
 };
 
 // Told the plan before its first step runs, then each step as it starts

@@ -259,6 +259,8 @@ def main():
             "the dry run stopped at the step '%s': applying this state would fail there and be rolled back"
             % outcome["failed_step"]
         )
+    if report.get("preview", "").startswith("unavailable"):
+        module.warn("the dry run shows no file changes: its preview is %s" % report["preview"])
     module.exit_json(**outcome)
 
 
