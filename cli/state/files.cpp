@@ -1,5 +1,7 @@
 #include "files.h"
 
+#include "descriptor.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <climits>
@@ -17,49 +19,6 @@ namespace {
 
 constexpr const char* kConfigDirectories[] = {"/etc/sysconfig/network-scripts", "/etc/sysconfig/network"};
 constexpr const char* kSingleFiles[] = {"/etc/sysconfig/network", "/etc/resolv.conf"};
-
-class Descriptor {
-public:
-    explicit Descriptor(int fd) : fd_(fd) {}
-    ~Descriptor()
-    {
-        if (fd_ >= 0)
-            close(fd_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int get() const { return fd_; }
-
-private:
-    int fd_;
-};
-
-bool read_all(int fd, std::string& bytes)
-{
-    char buffer[65536];
-    for (;;) {
-        const ssize_t got = read(fd, buffer, sizeof buffer);
-        if (got == 0)
-            return true;
-        if (got < 0 && errno != EINTR)
-            return false;
-        if (got > 0)
-            bytes.append(buffer, static_cast<size_t>(got));
-    }
-}
-
-bool write_all(int fd, const std::string& bytes)
-{
-    size_t done = 0;
-    while (done < bytes.size()) {
-        const ssize_t wrote = write(fd, bytes.data() + done, bytes.size() - done);
-        if (wrote < 0 && errno != EINTR)
-            return false;
-        if (wrote > 0)
-            done += static_cast<size_t>(wrote);
-    }
-    return true;
-}
 
 std::vector<std::pair<std::string, std::string>> read_attributes(int fd)
 {

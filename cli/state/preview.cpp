@@ -9,6 +9,8 @@
 // reads the host, runs the steps and sends back the files that changed.
 #include "preview.h"
 
+#include "descriptor.h"
+
 #include "host_state.h"
 #include "steps.h"
 
@@ -80,51 +82,6 @@ struct Unavailable : std::runtime_error {
 [[noreturn]] void fail_errno(const std::string& what)
 {
     throw Unavailable(what + ": " + strerror(errno));
-}
-
-class Fd {
-public:
-    explicit Fd(int fd) : fd_(fd) {}
-    ~Fd()
-    {
-        if (fd_ >= 0)
-            close(fd_);
-    }
-    Fd(const Fd&) = delete;
-    Fd& operator=(const Fd&) = delete;
-    int get() const { return fd_; }
-
-private:
-    int fd_;
-};
-
-bool read_all(int fd, std::string& bytes, size_t limit)
-{
-    char buffer[65536];
-    for (;;) {
-        const ssize_t got = read(fd, buffer, sizeof buffer);
-        if (got == 0)
-            return true;
-        if (got < 0 && errno != EINTR)
-            return false;
-        if (got > 0)
-            bytes.append(buffer, static_cast<size_t>(got));
-        if (bytes.size() > limit)
-            return false;
-    }
-}
-
-bool write_all(int fd, const std::string& bytes)
-{
-    size_t done = 0;
-    while (done < bytes.size()) {
-        const ssize_t wrote = write(fd, bytes.data() + done, bytes.size() - done);
-        if (wrote < 0 && errno != EINTR)
-            return false;
-        if (wrote > 0)
-            done += static_cast<size_t>(wrote);
-    }
-    return true;
 }
 
 // ---- What is read of the host before the sandbox is made ----
@@ -357,12 +314,12 @@ void copy_file(int from, const char* name, const struct stat& status, const std:
     const size_t size = static_cast<size_t>(status.st_size);
     if (size > limits.fileBytes || size > limits.bytesLeft)
         return;
-    Fd in(openat(from, name, O_RDONLY | O_CLOEXEC | O_NONBLOCK | (follow ? 0 : O_NOFOLLOW)));
+    Descriptor in(openat(from, name, O_RDONLY | O_CLOEXEC | O_NONBLOCK | (follow ? 0 : O_NOFOLLOW)));
     std::string bytes;
     if (in.get() < 0 || !read_all(in.get(), bytes, std::min(limits.fileBytes, limits.bytesLeft)))
         return;
     limits.bytesLeft -= bytes.size();
-    Fd out(open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    Descriptor out(open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (out.get() < 0 || !write_all(out.get(), bytes))
         fail_errno("copying " + to);
     (void)!fchown(out.get(), status.st_uid, status.st_gid);
@@ -384,7 +341,7 @@ void copy_link(int from, const char* name, const struct stat& status, const std:
 void copy_directory(int from, const char* name, const struct stat& status, const std::string& to, CopyLimits& limits,
                     int depth)
 {
-    Fd in(openat(from, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    Descriptor in(openat(from, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct statfs fileSystem {};
     // A user's FUSE mount (a desktop's /run/user/UID/gvfs) may answer
     // slowly or not at all, and holds nothing of the network's.
@@ -435,7 +392,7 @@ void copy_entries(int from, const std::string& to, CopyLimits& limits, int depth
 // A tmpfs over the directory, holding a copy of what was there.
 void mount_private_copy(const std::string& path, CopyLimits limits)
 {
-    Fd old(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    Descriptor old(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     struct stat status {};
     if (old.get() < 0 || fstat(old.get(), &status) != 0)
         fail_errno("opening " + path);
@@ -464,13 +421,13 @@ void bind_mount(const std::string& source, const std::string& target)
 // A private copy of the file (bytes, mode, owner) bound over it.
 void bind_private_copy(const std::string& path, int number)
 {
-    Fd in(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    Descriptor in(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat status {};
     std::string bytes;
     if (in.get() < 0 || fstat(in.get(), &status) != 0 || !read_all(in.get(), bytes, kConfigLimit))
         fail_errno("reading " + path);
     const std::string copy = std::string(kStaging) + "/file" + std::to_string(number);
-    Fd out(open(copy.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    Descriptor out(open(copy.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (out.get() < 0 || !write_all(out.get(), bytes) || fchown(out.get(), status.st_uid, status.st_gid) != 0
         || fchmod(out.get(), status.st_mode & 07777) != 0)
         fail_errno("copying " + path);
