@@ -51,7 +51,7 @@ Interface interface_of(NetworkAdapter& adapter, const _NetworkDevice& device, in
     interface.libraryName = device.ifName;
     interface.name = interface.libraryName.substr(0, interface.libraryName.find('@'));
     interface.state = device.isEnabled != 0 ? LinkState::kUp : LinkState::kDown;
-    interface.mtu = device.mtu;
+    interface.mtu = static_cast<unsigned>(device.mtu); // a copy: the record is packed
     const size_t dot = interface.name.find('.');
     if (device.vlanId != 0 && dot != std::string::npos) {
         interface.isVlan = true;
