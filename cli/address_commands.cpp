@@ -1,6 +1,7 @@
 // linnet up|down IF, linnet addr ..., linnet dhcp IF.
 #include "commands.h"
 
+#include "library_reads.h"
 #include "library_symbols.h"
 #include "records.h"
 
@@ -13,8 +14,6 @@ namespace {
 
 constexpr unsigned char kEnable = 2;
 constexpr unsigned char kDisable = 1;
-// Room for the addresses of one adapter.
-constexpr size_t kMaxAddresses = 256;
 enum Operation : uint8_t { kSetPrimary = 1, kAddAlias = 2, kModifyAlias = 3, kDeleteAlias = 4 };
 
 struct AddressArgument {
@@ -43,18 +42,10 @@ AddressArgument parse_address(const std::string& text)
     return parsed;
 }
 
-std::vector<_IpAddress> adapter_addresses(NetworkAdapter& adapter, const std::string& name, int& status)
-{
-    std::vector<unsigned char> buffer = buffer_for<_IpAddress>(kMaxAddresses);
-    unsigned int length = 0;
-    status = adapter.GetAdapterIpAddress(name.c_str(), kFamilyInet, 0, buffer.data(), &length);
-    return entries<_IpAddress>(buffer.data(), length);
-}
-
 int list_addresses(NetworkAdapter& adapter, const Output& output, const std::string& name)
 {
     int status = 0;
-    std::vector<_IpAddress> addresses = adapter_addresses(adapter, name, status);
+    std::vector<_IpAddress> addresses = read_addresses(adapter, name, status);
     if (status != status::kSuccess && status != status::kNoAddress)
         return output.failure(status);
     Fields fields(output.json);
@@ -76,7 +67,7 @@ void complete_netmask(NetworkAdapter& adapter, const std::string& name, AddressA
     if (argument.hasPrefix)
         return;
     int status = 0;
-    for (const _IpAddress& record : adapter_addresses(adapter, name, status)) {
+    for (const _IpAddress& record : read_addresses(adapter, name, status)) {
         if (memcmp(record.address, argument.address, 4) == 0)
             memcpy(argument.netmask, record.netmask, sizeof argument.netmask);
     }

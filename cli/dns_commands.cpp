@@ -2,20 +2,15 @@
 // /etc/resolv.conf.
 #include "commands.h"
 
+#include "library_reads.h"
 #include "records.h"
 
 #include <arpa/inet.h>
-#include <filesystem>
 
 namespace cli {
 
 namespace {
 
-constexpr const char* kResolvConf = "/etc/resolv.conf";
-// Every entry holds the word "nameserver".
-constexpr size_t kShortestEntry = 10;
-// Entries the file may gain between sizing the buffer and listing them.
-constexpr size_t kSpareEntries = 64;
 enum Operation : uint8_t { kAdd = 2, kReplace = 3, kDelete = 4 };
 
 // A.B.C.D into the 16-byte address field; throws CLI::ValidationError otherwise.
@@ -25,26 +20,19 @@ void parse_address(const std::string& text, unsigned char* field)
         throw CLI::ValidationError("ADDR", "'" + text + "' is not an IPv4 address (A.B.C.D)");
 }
 
-// The library does not check the buffer's size: room for every entry the
-// file can hold now, and some to spare.
-size_t entry_capacity()
-{
-    std::error_code missing;
-    const uintmax_t bytes = std::filesystem::file_size(kResolvConf, missing);
-    return (missing ? 0 : bytes / kShortestEntry) + kSpareEntries;
-}
-
 int list_name_servers(NetworkAdapter& adapter, const Output& output, const std::string& name)
 {
-    std::vector<unsigned char> buffer = buffer_for<_IpAddress>(entry_capacity());
-    unsigned int length = 0;
-    int status =
-        quietly([&] { return adapter.GetAdapterDnsServer(name.c_str(), kFamilyInet, 0, buffer.data(), &length); });
+    std::vector<_IpAddress> servers;
+    int status = quietly([&] {
+        int result = 0;
+        servers = read_name_servers(adapter, name, result);
+        return result;
+    });
     if (status != 0)
         return output.failure(status);
     Fields fields(output.json);
     fields.list();
-    for (const _IpAddress& record : entries<_IpAddress>(buffer.data(), length))
+    for (const _IpAddress& record : servers)
         fields.item().json("family", +record.family).field("address", "%s\n", dotted(record.address));
     return fields.print();
 }

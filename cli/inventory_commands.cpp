@@ -1,6 +1,7 @@
 // linnet list, linnet show IF: the adapter inventory.
 #include "commands.h"
 
+#include "library_reads.h"
 #include "library_symbols.h"
 #include "records.h"
 
@@ -14,8 +15,6 @@ namespace cli {
 
 namespace {
 
-// Room for every adapter of a large host.
-constexpr size_t kMaxAdapters = 4096;
 constexpr const char* kSysNet = "/sys/class/net";
 
 // The fields of a `list` row, which `show` prints first.
@@ -73,12 +72,10 @@ std::string names_hint(const std::vector<std::string>& interfaces)
 
 int list_adapters(NetworkAdapter& adapter, const Output& output)
 {
-    std::vector<unsigned char> buffer = buffer_for<_NetworkDevice>(kMaxAdapters);
-    unsigned int length = 0;
-    int status = adapter.GetNetworkAdapters(buffer.data(), &length);
+    int status = 0;
+    std::vector<_NetworkDevice> adapters = read_adapters(adapter, status);
     if (status != 0)
         return output.failure(status);
-    std::vector<_NetworkDevice> adapters = entries<_NetworkDevice>(buffer.data(), length);
     adapters.erase(std::remove_if(adapters.begin(), adapters.end(), [](auto& dev) { return dev.ifName[0] == '\0'; }),
                    adapters.end());
     Fields fields(output.json);

@@ -1,5 +1,6 @@
 #include "host_state.h"
 
+#include "../library_reads.h"
 #include "../library_symbols.h"
 #include "../output.h"
 #include "../records.h"
@@ -12,38 +13,8 @@ namespace cli::state {
 
 namespace {
 
-constexpr size_t kMaxAdapters = 4096;
-constexpr size_t kMaxAddresses = 256;
-constexpr size_t kMaxNameServers = 1024;
 constexpr const char* kRouteTable = "/proc/net/route";
 constexpr unsigned kRouteFlagGateway = 0x2;
-
-std::vector<_NetworkDevice> list_adapters(NetworkAdapter& adapter, int& status)
-{
-    std::vector<unsigned char> buffer = buffer_for<_NetworkDevice>(kMaxAdapters);
-    unsigned int length = 0;
-    status = quietly([&] { return adapter.GetNetworkAdapters(buffer.data(), &length); });
-    return entries<_NetworkDevice>(buffer.data(), length);
-}
-
-std::vector<Address> adapter_addresses(NetworkAdapter& adapter, const std::string& name, int& status)
-{
-    std::vector<unsigned char> buffer = buffer_for<_IpAddress>(kMaxAddresses);
-    unsigned int length = 0;
-    int result =
-        quietly([&] { return adapter.GetAdapterIpAddress(name.c_str(), kFamilyInet, 0, buffer.data(), &length); });
-    if (result != status::kSuccess && result != status::kNoAddress)
-        status = result;
-    std::vector<_IpAddress> records = entries<_IpAddress>(buffer.data(), length);
-    std::vector<Address> addresses;
-    // The primary first, then the aliases as the adapter carries them.
-    for (const _IpAddress& record : records) {
-        Address address{dotted(record.address), prefix_length(record.netmask), record.aliasIndex,
-                        dotted(record.broadcast)};
-        addresses.insert(record.aliasIndex < 0 ? addresses.begin() : addresses.end(), address);
-    }
-    return addresses;
-}
 
 Interface interface_of(NetworkAdapter& adapter, const _NetworkDevice& device, int& status)
 {
@@ -91,26 +62,55 @@ DefaultRoute read_default_route()
 
 std::vector<std::string> name_servers(NetworkAdapter& adapter, const std::string& anyAdapter, int& status)
 {
-    std::vector<unsigned char> buffer = buffer_for<_IpAddress>(kMaxNameServers);
-    unsigned int length = 0;
-    int result = quietly(
-        [&] { return adapter.GetAdapterDnsServer(anyAdapter.c_str(), kFamilyInet, 0, buffer.data(), &length); });
+    std::vector<_IpAddress> records;
+    int result = quietly([&] {
+        int read = 0;
+        records = read_name_servers(adapter, anyAdapter, read);
+        return read;
+    });
     constexpr int kNoNameServer = 106;
     if (result != status::kSuccess && result != kNoNameServer)
         status = result;
     std::vector<std::string> servers;
-    for (const _IpAddress& record : entries<_IpAddress>(buffer.data(), length))
+    servers.reserve(records.size());
+    for (const _IpAddress& record : records)
         servers.push_back(dotted(record.address));
     return servers;
 }
 
 } // namespace
 
+std::vector<Address> adapter_addresses(NetworkAdapter& adapter, const std::string& name, int& status)
+{
+    std::vector<_IpAddress> records;
+    const int result = quietly([&] {
+        int read = 0;
+        records = read_addresses(adapter, name, read);
+        return read;
+    });
+    if (result != status::kSuccess && result != status::kNoAddress)
+        status = result;
+    std::vector<Address> addresses;
+    // The primary first, then the aliases as the adapter carries them.
+    for (const _IpAddress& record : records) {
+        Address address{dotted(record.address), prefix_length(record.netmask), record.aliasIndex,
+                        dotted(record.broadcast)};
+        addresses.insert(record.aliasIndex < 0 ? addresses.begin() : addresses.end(), address);
+    }
+    return addresses;
+}
+
 HostState read_host_state(NetworkAdapter& adapter, int& status)
 {
     status = status::kSuccess;
     HostState state;
-    for (const _NetworkDevice& device : list_adapters(adapter, status))
+    std::vector<_NetworkDevice> devices;
+    status = quietly([&] {
+        int read = 0;
+        devices = read_adapters(adapter, read);
+        return read;
+    });
+    for (const _NetworkDevice& device : devices)
         state.interfaces.push_back(interface_of(adapter, device, status));
     state.route = read_default_route();
     state.nameServers =

@@ -14,6 +14,11 @@ namespace cli::state {
 // servers. Sets `status` to the library's status when a read fails.
 HostState read_host_state(NetworkAdapter& adapter, int& status);
 
+// The adapter's addresses (the library's name, a VLAN's eth0.5@eth0), the
+// primary first, with their label numbers and broadcast; `status` is set
+// when the read fails for another reason than there being none.
+std::vector<Address> adapter_addresses(NetworkAdapter& adapter, const std::string& name, int& status);
+
 } // namespace cli::state
 
 #endif

@@ -65,7 +65,6 @@ constexpr size_t kRunTotalLimit = size_t{64} << 20;
 constexpr size_t kConfigLimit = size_t{256} << 20;
 constexpr int kMaxDepth = 32;
 constexpr int kPreviewSeconds = 120;
-constexpr size_t kMaxAddresses = 256;
 constexpr const char* kVxlanPort = "4789";
 constexpr decltype(statfs::f_type) kFuseMagic = 0x65735546;
 
@@ -100,26 +99,16 @@ std::string mac_of(const std::string& name)
     return mac;
 }
 
-std::vector<Address> live_addresses(NetworkAdapter& adapter, const std::string& libraryName)
-{
-    std::vector<unsigned char> buffer = buffer_for<_IpAddress>(kMaxAddresses);
-    unsigned int length = 0;
-    quietly([&] { return adapter.GetAdapterIpAddress(libraryName.c_str(), kFamilyInet, 0, buffer.data(), &length); });
-    std::vector<Address> addresses;
-    for (const _IpAddress& record : entries<_IpAddress>(buffer.data(), length))
-        addresses.push_back(
-            {dotted(record.address), prefix_length(record.netmask), record.aliasIndex, dotted(record.broadcast)});
-    return addresses;
-}
-
 HostCopy copy_host(NetworkAdapter& adapter, const HostState& current)
 {
     HostCopy copy;
     copy.files = save_files();
     for (const Interface& interface : current.interfaces) {
         copy.macs[interface.name] = mac_of(interface.name);
-        if (interface.ipv4 && interface.ipv4->dhcp.value_or(false))
-            copy.dhcpAddresses[interface.name] = live_addresses(adapter, interface.libraryName);
+        if (interface.ipv4 && interface.ipv4->dhcp.value_or(false)) {
+            int ignored = 0; // an adapter without addresses recreates as one without
+            copy.dhcpAddresses[interface.name] = adapter_addresses(adapter, interface.libraryName, ignored);
+        }
     }
     return copy;
 }

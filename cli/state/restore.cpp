@@ -40,8 +40,10 @@ public:
     std::vector<std::string> run()
     {
         restore_vlans();
+        // Each adapter's own settings: one read serves them all.
+        const HostState before = read();
         for (const Interface& interface : original_.interfaces)
-            restore_interface(interface);
+            restore_interface(interface, before.find(interface.name));
         const HostState now = read();
         for (const Interface& interface : original_.interfaces)
             restore_addresses(interface, now.find(interface.name));
@@ -83,10 +85,8 @@ private:
         }
     }
 
-    void restore_interface(const Interface& wanted)
+    void restore_interface(const Interface& wanted, const Interface* found)
     {
-        const HostState now = read();
-        const Interface* found = now.find(wanted.name);
         if (found == nullptr) {
             problems_.push_back(wanted.name + ": missing");
             return;
