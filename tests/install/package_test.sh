@@ -18,14 +18,14 @@ runtime_rpm=mxlinnet-13.2.0-1.x86_64.rpm dev_rpm=mxlinnet-devel-13.2.0-1.x86_64.
 for file in $runtime_deb $dev_deb $runtime_rpm $dev_rpm; do [ -f "$file" ] || fail "no $file"; done
 
 # The runtime package has no headers; the development one no libraries.
-dpkg-deb -c $runtime_deb | grep -q 'include/' && fail "headers in the runtime DEB"
-dpkg-deb -c $dev_deb | awk '{print $6}' | grep -q 'libmxlinnet.so.13' && fail "the library in the development DEB"
-dpkg-deb -f $runtime_deb Depends | grep -q iproute2 || fail "the DEB does not depend on iproute2"
-dpkg-deb -f $runtime_deb Recommends | grep -q traceroute || fail "the DEB does not recommend traceroute"
-rpm -qlp $runtime_rpm 2>/dev/null | grep -qx /usr/lib64/libmxlinnet.so.13.2.0 || fail "the RPM library is not in /usr/lib64"
-rpm -qlp $runtime_rpm 2>/dev/null | grep -qx /usr/share/man && fail "the RPM claims /usr/share/man"
-rpm -qRp $runtime_rpm 2>/dev/null | grep -qx iproute || fail "the RPM does not require iproute"
-rpm -qRp $dev_rpm 2>/dev/null | grep -q 'mxlinnet = 13.2.0' || fail "the devel RPM does not require the runtime"
+grep -q 'include/' <(dpkg-deb -c $runtime_deb) && fail "headers in the runtime DEB"
+grep -q 'libmxlinnet.so.13' <(dpkg-deb -c $dev_deb | awk '{print $6}') && fail "the library in the development DEB"
+grep -q iproute2 <(dpkg-deb -f $runtime_deb Depends) || fail "the DEB does not depend on iproute2"
+grep -q traceroute <(dpkg-deb -f $runtime_deb Recommends) || fail "the DEB does not recommend traceroute"
+grep -qx /usr/lib64/libmxlinnet.so.13.2.0 <(rpm -qlp $runtime_rpm 2>/dev/null) || fail "the RPM library is not in /usr/lib64"
+grep -qx /usr/share/man <(rpm -qlp $runtime_rpm 2>/dev/null) && fail "the RPM claims /usr/share/man"
+grep -qx iproute <(rpm -qRp $runtime_rpm 2>/dev/null) || fail "the RPM does not require iproute"
+grep -q 'mxlinnet = 13.2.0' <(rpm -qRp $dev_rpm 2>/dev/null) || fail "the devel RPM does not require the runtime"
 
 root=$scratch/root
 dpkg-deb -x $runtime_deb "$root" && dpkg-deb -x $dev_deb "$root"
