@@ -31,7 +31,6 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
-#include <sstream>
 
 namespace {
 
@@ -110,9 +109,8 @@ _NetworkDevice* parsed(const std::string& text, int withAddresses, const invento
 {
     _NetworkDevice* head = new_device_node();
     _NetworkDevice* cursor = head;
-    std::istringstream in(text);
     ifcfg::HostFamily hostFamily;
-    count = inventory::parse_link_snapshot(in, &cursor, withAddresses, hostFamily, wanted);
+    count = inventory::parse_link_snapshot(text, &cursor, withAddresses, hostFamily, wanted);
     return head;
 }
 

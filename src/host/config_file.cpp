@@ -22,6 +22,20 @@ std::string cut_at_nul(const std::string& line)
     return nul == std::string::npos ? line : line.substr(0, nul);
 }
 
+// "Readable and writable" is asked of the file system rather than shown by
+// opening the file for writing, which would make a copy-on-write layer copy
+// it up (and touch its change time) on every read. It is asked of the open
+// file, so that its name is looked up once; a kernel or C library that cannot
+// ask it of a descriptor (before faccessat2) is asked with the name.
+bool readable_and_writable(int fd, int dirFd, const char* name)
+{
+    if (faccessat(fd, "", R_OK | W_OK, AT_EACCESS | AT_EMPTY_PATH) == 0)
+        return true;
+    if (errno != EINVAL && errno != ENOSYS)
+        return false;
+    return faccessat(dirFd, name, R_OK | W_OK, AT_EACCESS) == 0;
+}
+
 } // namespace
 
 bool read_file(const std::string& path, std::string& text, Access access)
@@ -32,17 +46,15 @@ bool read_file(const std::string& path, std::string& text, Access access)
 bool read_file_at(int dirFd, const char* name, std::string& text, Access access)
 {
     text.clear();
-    // "Readable and writable" is asked of the file system rather than shown
-    // by opening it for writing, which would make a copy-on-write layer copy
-    // the file up (and touch its change time) on every read.
-    if (access == Access::ReadWrite && faccessat(dirFd, name, R_OK | W_OK, AT_EACCESS) != 0)
-        return false;
-    int fd = openat(dirFd, name, O_RDONLY | O_CLOEXEC);
+    // A FIFO opens without waiting for a writer, and then reads as empty.
+    int fd = openat(dirFd, name, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0)
         return false;
     // A directory opens but does not read (EISDIR).
-    bool ok = read_all(fd, text);
+    const bool ok = (access == Access::Read || readable_and_writable(fd, dirFd, name)) && read_all(fd, text);
+    const int error = errno;
     close(fd);
+    errno = error;
     return ok;
 }
 

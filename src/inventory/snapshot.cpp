@@ -7,7 +7,6 @@
 #include "status/status.h"
 
 #include <cstring>
-#include <sstream>
 #include <string>
 #include <unistd.h>
 
@@ -25,6 +24,35 @@ void write_snapshot(const char* path)
     close(fd);
 }
 
+// The snapshot's text. Its buffer outlives the call, up to a size: a host's
+// snapshot is about the same from one listing to the next, and a buffer
+// handed back to the system would be mapped and faulted in again each time.
+// Operations run one at a time, so one buffer serves them all.
+class SnapshotText {
+public:
+    SnapshotText() : text_(buffer()) {}
+    ~SnapshotText()
+    {
+        if (text_.capacity() > kKeptBytes)
+            std::string().swap(text_);
+    }
+    SnapshotText(const SnapshotText&) = delete;
+    SnapshotText& operator=(const SnapshotText&) = delete;
+
+    std::string& get() { return text_; }
+
+private:
+    static constexpr size_t kKeptBytes = size_t{4} << 20;
+
+    static std::string& buffer()
+    {
+        static std::string* kept = new std::string;
+        return *kept;
+    }
+
+    std::string& text_;
+};
+
 // Memory running out while parsing reads as the parser's 99; what was built
 // so far stays linked for the caller to free.
 int parse_snapshot_file(ifcfg::HostFamily& hostFamily, _NetworkDevice** list, int withAddresses,
@@ -34,11 +62,10 @@ int parse_snapshot_file(ifcfg::HostFamily& hostFamily, _NetworkDevice** list, in
         return 0;
     try {
         // Read as it was written: the file we created, never a link.
-        std::string text;
-        if (!host::read_fixed_file(kLinkSnapshotPath, text))
+        SnapshotText text;
+        if (!host::read_fixed_file(kLinkSnapshotPath, text.get()))
             return 0;
-        std::istringstream snapshot(text);
-        return inventory::parse_link_snapshot(snapshot, list, withAddresses, hostFamily, wanted);
+        return inventory::parse_link_snapshot(text.get(), list, withAddresses, hostFamily, wanted);
     } catch (const std::bad_alloc&) {
         return status::kNoMemory;
     } catch (...) {

@@ -6,7 +6,6 @@
 #include "mxlinnet.h"
 
 #include <cstring>
-#include <istream>
 #include <string>
 
 constexpr const char* kLinkSnapshotPath = "/tmp/printlinkinfo";
@@ -73,8 +72,8 @@ private:
     int status_ = 0;
 };
 
-// The parser itself, over any stream of snapshot text.
-int parse_link_snapshot(std::istream& snapshot, _NetworkDevice** list, int withAddresses, ifcfg::HostFamily& hostFamily,
+// The parser itself, over any snapshot text.
+int parse_link_snapshot(const std::string& text, _NetworkDevice** list, int withAddresses, ifcfg::HostFamily& hostFamily,
                         const Wanted& wanted = Wanted());
 
 } // namespace inventory

@@ -86,19 +86,20 @@ public:
     {
     }
 
-    // Returns devCount, -1 or 99.
-    int parse(std::istream& snapshot)
+    // Returns devCount, -1 or 99. Each line is a view into `text`, read in
+    // place: the snapshot is not copied, line by line or whole.
+    int parse(const std::string& text)
     {
-        std::string text;
-        while (std::getline(snapshot, text)) {
-            std::string_view line(text);
+        for (size_t start = 0; start < text.size();) {
+            const size_t end = std::min(text.find('\n', start), text.size());
+            std::string_view line(text.data() + start, end - start);
+            start = end + 1;
             line = line.substr(0, line.find('\0'));
             if (line.empty())
                 break;
             if (is_annotation(line) || has(line, ".bak"))
                 continue;
-            line_.assign(line.data(), line.size());
-            int result = take(line_);
+            int result = take(line);
             if (result != status::kSuccess)
                 return result;
         }
@@ -106,7 +107,7 @@ public:
     }
 
 private:
-    int take(const std::string& line)
+    int take(std::string_view line)
     {
         if (devState_ == kReadingAddresses && lineState_ == kKeptInterface) {
             if (!has(line, "inet ") && is_header(line))
@@ -129,7 +130,7 @@ private:
         return lineState_ == kKeptInterface ? dispatch(line) : status::kSuccess;
     }
 
-    int start_next_interface(const std::string& line)
+    int start_next_interface(std::string_view line)
     {
         if (has(line, ": bond") && has(line, "noop")) {
             lineState_ = devState_ = 0;
@@ -144,7 +145,7 @@ private:
         return parse_header(line);
     }
 
-    int dispatch(const std::string& line)
+    int dispatch(std::string_view line)
     {
         switch (devState_) {
         case kExpectHeader:
@@ -160,7 +161,7 @@ private:
         }
     }
 
-    int parse_header(const std::string& line)
+    int parse_header(std::string_view line)
     {
         size_t marker = std::string::npos;
         for (const char* candidate : kHeaderMarkers) {
@@ -186,7 +187,7 @@ private:
 
         size_t mtu = line.find("mtu ");
         if (mtu != std::string::npos)
-            dev->mtu = static_cast<uint32_t>(strtoul(line.c_str() + mtu + 4, nullptr, 10));
+            dev->mtu = static_cast<uint32_t>(strtoul(rest_of_line(line, mtu + 4), nullptr, 10));
         lineState_ = kKeptInterface;
         devState_ = kExpectLink;
         detailed_ = wanted_.matches(dev->ifName);
@@ -229,7 +230,7 @@ private:
     }
 
     // What stands between '<' and '>' (or the end) of the header.
-    const std::string& header_flags(const std::string& line)
+    const std::string& header_flags(std::string_view line)
     {
         flags_.clear();
         size_t open = line.find('<');
@@ -249,7 +250,7 @@ private:
             append_field(dev->description, sizeof dev->description, kBypassMark);
     }
 
-    void parse_link(const std::string& line)
+    void parse_link(std::string_view line)
     {
         _NetworkDevice* dev = *list_;
         size_t ether = line.find("ether");
@@ -268,7 +269,7 @@ private:
         lineState_ = devState_ = down ? 0 : 2;
     }
 
-    int parse_address(const std::string& line)
+    int parse_address(std::string_view line)
     {
         _NetworkDevice* dev = *list_;
         if (dev->ipList == nullptr) {
@@ -281,7 +282,7 @@ private:
             address_ = first;
         }
         bool inet6 = has(line, "inet6");
-        std::string text = line.substr(std::min(line.find("inet ") + 5 + (inet6 ? 1 : 0), line.size()));
+        std::string text(line.substr(std::min(line.find("inet ") + 5 + (inet6 ? 1 : 0), line.size())));
         size_t slash = text.find('/');
         std::string prefix = slash == std::string::npos ? "" : text.substr(slash + 1);
         prefix = prefix.substr(0, prefix.find(' '));
@@ -332,14 +333,22 @@ private:
 
     // The number after the ':' of the address's label (eth0:3 gives 3), 0
     // when the label has none.
-    static int32_t alias_number(const std::string& line)
+    int32_t alias_number(std::string_view line)
     {
         size_t secondary = line.find("secondary");
         size_t from = secondary == std::string::npos ? 0 : std::min(secondary + 9, line.size());
         size_t colon = line.find(':', from);
         if (colon == std::string::npos)
             return 0;
-        return static_cast<int32_t>(strtol(line.c_str() + colon + 1, nullptr, 10));
+        return static_cast<int32_t>(strtol(rest_of_line(line, colon + 1), nullptr, 10));
+    }
+
+    // The line from `at` on, as a C string of its own: a number read from it
+    // (blanks first, as strtoul skips them) cannot run into the next line.
+    const char* rest_of_line(std::string_view line, size_t at)
+    {
+        number_.assign(line.substr(std::min(at, line.size())));
+        return number_.c_str();
     }
 
     _NetworkDevice** list_;
@@ -347,7 +356,7 @@ private:
     const Wanted& wanted_;
     bool detailed_ = true;
     // Reused from line to line and adapter to adapter: no allocation for each.
-    std::string line_;
+    std::string number_;
     std::string name_;
     std::string flags_;
     int lineState_ = kOutside;
@@ -361,13 +370,13 @@ private:
 
 } // namespace
 
-int parse_link_snapshot(std::istream& snapshot, _NetworkDevice** list, int withAddresses, ifcfg::HostFamily& hostFamily,
+int parse_link_snapshot(const std::string& text, _NetworkDevice** list, int withAddresses, ifcfg::HostFamily& hostFamily,
                         const Wanted& wanted)
 {
     if (list == nullptr || *list == nullptr)
         return 0;
     SnapshotParser parser(list, withAddresses, hostFamily, wanted);
-    return parser.parse(snapshot);
+    return parser.parse(text);
 }
 
 } // namespace inventory

@@ -42,7 +42,6 @@
 #include <map>
 #include <numeric>
 #include <set>
-#include <sstream>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -195,9 +194,8 @@ std::string snapshot(const Args& a, Text t)
     NetworkAdapter adapter; // sets the list link size
     _NetworkDevice* head = new_device_node();
     _NetworkDevice* cursor = head;
-    std::istringstream in(t);
     ifcfg::HostFamily hostFamily;
-    std::string out = cat("result ", inventory::parse_link_snapshot(in, &cursor, std::stoi(a[0]), hostFamily));
+    std::string out = cat("result ", inventory::parse_link_snapshot(t, &cursor, std::stoi(a[0]), hostFamily));
     for (const _NetworkDevice* d = head; d != nullptr; d = d->next) {
         out += cat("\n[", d->ifName, "] copy [", d->ifNameCopy, "] mac [", d->macAddrStr, "] ",
                    bytes(d->macAddr, 6, ":"), " mtu ", d->mtu, " vlan ", d->vlanId, " dhcp ", d->isDhcp, " link ",
