@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -19,10 +20,27 @@ namespace {
 
 constexpr const char* kPciDevicesDir = "/sys/bus/pci/devices/";
 constexpr const char* kClassNetDir = "/sys/class/net";
+constexpr const char* kVirtualNetDir = "/sys/devices/virtual/net";
 
 int open_directory(const char* path)
 {
     return open(path, O_PATH | O_DIRECTORY | O_CLOEXEC);
+}
+
+// Whether the file opens for reading; it is closed again at once.
+bool opens_for_reading(int dirFd, const char* path)
+{
+    const int fd = openat(dirFd, path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    close(fd);
+    return true;
+}
+
+// A name that is one entry of a directory: not empty, no '/', not "." or "..".
+bool is_plain_entry_name(const char* name)
+{
+    return name[0] != '\0' && strchr(name, '/') == nullptr && strcmp(name, ".") != 0 && strcmp(name, "..") != 0;
 }
 
 constexpr const char* kBlanks = " \t\n\r\v\f";
@@ -46,6 +64,8 @@ bool read_hex_id(const std::string& path, std::string& text, std::string& hex)
 
 DetailCache::~DetailCache()
 {
+    if (virtualNetDir_ != nullptr)
+        closedir(virtualNetDir_);
     for (int fd : {socket_, configDir_, classNetDir_}) {
         if (fd >= 0)
             close(fd);
@@ -68,19 +88,65 @@ const std::string* DetailCache::read_interface_file(const std::string& ifname, h
     return read ? &text_ : nullptr;
 }
 
+bool DetailCache::bypass_entry_opens(const char* name)
+{
+    if (bypassChecked_ && lastBypassName_ == name)
+        return lastBypass_;
+    bypassChecked_ = true;
+    lastBypassName_ = name;
+    lastBypass_ = class_net_entry_opens(name, "bypass");
+    return lastBypass_;
+}
+
+// /sys/class/net/NAME is the kernel's link to the device's directory, which
+// for a virtual device (a VLAN, bridge, bond, dummy or veth) is
+// /sys/devices/virtual/net/NAME. Both directories show the devices of one
+// network namespace, whose names are unique: where the virtual devices'
+// directory lists NAME, the entry is opened there, two names to walk instead
+// of the link's seven. Other devices, and the first lookup of a listing (a
+// single lookup does not pay for reading the directory), go through the link.
 bool DetailCache::class_net_entry_opens(const char* name, const char* entry)
 {
+    if (++classNetLookups_ > 1 && is_plain_entry_name(name) && is_virtual_device(name)) {
+        path_.assign(name).append("/").append(entry);
+        return opens_for_reading(dirfd(virtualNetDir_), path_.c_str());
+    }
     if (classNetDir_ == -2)
         classNetDir_ = open_directory(kClassNetDir);
     // An empty name makes the relative path an absolute one: the full path then.
     path_.assign(kClassNetDir).append("/").append(name).append("/").append(entry);
     const char* relative = path_.c_str() + strlen(kClassNetDir) + 1;
-    const int fd = classNetDir_ >= 0 && relative[0] != '/' ? openat(classNetDir_, relative, O_RDONLY | O_CLOEXEC)
-                                                           : open(path_.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return false;
-    close(fd);
-    return true;
+    return classNetDir_ >= 0 && relative[0] != '/' ? opens_for_reading(classNetDir_, relative)
+                                                   : opens_for_reading(AT_FDCWD, path_.c_str());
+}
+
+bool DetailCache::is_virtual_device(const char* name)
+{
+    if (!virtualNamesRead_) {
+        virtualNamesRead_ = true;
+        read_virtual_device_names();
+    }
+    return std::binary_search(virtualNames_.begin(), virtualNames_.end(), std::string_view(name));
+}
+
+// The names are kept in one buffer, NUL after each, and looked up through a
+// sorted list of views into it: two blocks, however many devices there are.
+void DetailCache::read_virtual_device_names()
+{
+    virtualNetDir_ = opendir(kVirtualNetDir);
+    if (virtualNetDir_ == nullptr)
+        return;
+    std::vector<size_t> starts;
+    while (const dirent* entry = readdir(virtualNetDir_)) {
+        if (is_plain_entry_name(entry->d_name)) {
+            starts.push_back(virtualNameText_.size());
+            virtualNameText_.append(entry->d_name).push_back('\0');
+        }
+    }
+    virtualNames_.reserve(starts.size());
+    for (size_t start : starts)
+        virtualNames_.emplace_back(virtualNameText_.c_str() + start);
+    std::sort(virtualNames_.begin(), virtualNames_.end());
 }
 
 int DetailCache::pci_ids_status()

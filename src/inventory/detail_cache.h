@@ -5,7 +5,10 @@
 #include "host/config_file.h"
 #include "ifcfg/family.h"
 
+#include <dirent.h>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace inventory {
 
@@ -30,8 +33,10 @@ public:
     // once, not for every adapter. Null when it is not read; the text lives
     // until the next lookup.
     const std::string* read_interface_file(const std::string& ifname, host::Access access);
-    // Whether /sys/class/net/NAME/ENTRY opens for reading.
-    bool class_net_entry_opens(const char* name, const char* entry);
+    // Whether /sys/class/net/NAME/bypass opens for reading. The answer for
+    // the last name is kept: the VLANs of one parent ask it of the parent's
+    // name one after another.
+    bool bypass_entry_opens(const char* name);
 
     struct PciIds {
         bool hasVendor = false;
@@ -44,12 +49,25 @@ public:
     const PciIds& pci_ids(const char* busInfo);
 
 private:
+    bool class_net_entry_opens(const char* name, const char* entry);
+    bool is_virtual_device(const char* name);
+    void read_virtual_device_names();
+
     ifcfg::HostFamily& host_;
     bool pciIdsChecked_ = false;
     int pciIdsStatus_ = 0;
     int socket_ = -2;
     int configDir_ = -2;
     int classNetDir_ = -2;
+    // The names listed in /sys/devices/virtual/net, read at the second lookup.
+    bool virtualNamesRead_ = false;
+    DIR* virtualNetDir_ = nullptr;
+    std::string virtualNameText_;
+    std::vector<std::string_view> virtualNames_;
+    unsigned classNetLookups_ = 0;
+    bool bypassChecked_ = false;
+    bool lastBypass_ = false;
+    std::string lastBypassName_;
     bool pciIdsRead_ = false;
     std::string lastBus_;
     PciIds lastIds_;

@@ -156,7 +156,7 @@ int is_bypass_interface(char* ifName)
             return 0;
         ifcfg::HostFamily hostFamily;
         inventory::DetailCache cache(hostFamily);
-        return cache.class_net_entry_opens(ifName, "bypass") ? 1 : 0;
+        return cache.bypass_entry_opens(ifName) ? 1 : 0;
     });
 }
 

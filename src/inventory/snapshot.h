@@ -73,8 +73,8 @@ private:
 };
 
 // The parser itself, over any snapshot text.
-int parse_link_snapshot(const std::string& text, _NetworkDevice** list, int withAddresses, ifcfg::HostFamily& hostFamily,
-                        const Wanted& wanted = Wanted());
+int parse_link_snapshot(const std::string& text, _NetworkDevice** list, int withAddresses,
+                        ifcfg::HostFamily& hostFamily, const Wanted& wanted = Wanted());
 
 } // namespace inventory
 

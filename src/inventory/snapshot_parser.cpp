@@ -246,7 +246,7 @@ private:
         _NetworkDevice* dev = *list_;
         fill_pci_ids(name.c_str(), dev, cache_);
         fill_description(name.c_str(), dev, cache_);
-        if (cache_.class_net_entry_opens(name.c_str(), "bypass"))
+        if (cache_.bypass_entry_opens(name.c_str()))
             append_field(dev->description, sizeof dev->description, kBypassMark);
     }
 
@@ -370,8 +370,8 @@ private:
 
 } // namespace
 
-int parse_link_snapshot(const std::string& text, _NetworkDevice** list, int withAddresses, ifcfg::HostFamily& hostFamily,
-                        const Wanted& wanted)
+int parse_link_snapshot(const std::string& text, _NetworkDevice** list, int withAddresses,
+                        ifcfg::HostFamily& hostFamily, const Wanted& wanted)
 {
     if (list == nullptr || *list == nullptr)
         return 0;
