@@ -126,27 +126,18 @@ bool DetailCache::is_virtual_device(const char* name)
         virtualNamesRead_ = true;
         read_virtual_device_names();
     }
-    return std::binary_search(virtualNames_.begin(), virtualNames_.end(), std::string_view(name));
+    return virtualNames_.contains(name);
 }
 
-// The names are kept in one buffer, NUL after each, and looked up through a
-// sorted list of views into it: two blocks, however many devices there are.
 void DetailCache::read_virtual_device_names()
 {
     virtualNetDir_ = opendir(kVirtualNetDir);
     if (virtualNetDir_ == nullptr)
         return;
-    std::vector<size_t> starts;
     while (const dirent* entry = readdir(virtualNetDir_)) {
-        if (is_plain_entry_name(entry->d_name)) {
-            starts.push_back(virtualNameText_.size());
-            virtualNameText_.append(entry->d_name).push_back('\0');
-        }
+        if (is_plain_entry_name(entry->d_name))
+            virtualNames_.add(entry->d_name);
     }
-    virtualNames_.reserve(starts.size());
-    for (size_t start : starts)
-        virtualNames_.emplace_back(virtualNameText_.c_str() + start);
-    std::sort(virtualNames_.begin(), virtualNames_.end());
 }
 
 int DetailCache::pci_ids_status()

@@ -4,11 +4,10 @@
 
 #include "host/config_file.h"
 #include "ifcfg/family.h"
+#include "name_set.h"
 
 #include <dirent.h>
 #include <string>
-#include <string_view>
-#include <vector>
 
 namespace inventory {
 
@@ -62,8 +61,7 @@ private:
     // The names listed in /sys/devices/virtual/net, read at the second lookup.
     bool virtualNamesRead_ = false;
     DIR* virtualNetDir_ = nullptr;
-    std::string virtualNameText_;
-    std::vector<std::string_view> virtualNames_;
+    NameSet virtualNames_;
     unsigned classNetLookups_ = 0;
     bool bypassChecked_ = false;
     bool lastBypass_ = false;

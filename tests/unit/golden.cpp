@@ -27,6 +27,7 @@
 #include "ifcfg/gateway_rules.h"
 #include "ifcfg/services.h"
 #include "inventory/card_table.h"
+#include "inventory/name_set.h"
 #include "inventory/snapshot.h"
 #include "inventory/vlan_tables.h"
 #include "status/status.h"
@@ -185,6 +186,21 @@ std::string configured(const gateway::ConfiguredGateway& c)
     const char* copies[] = {"no copy", "terminated", "unterminated"};
     return cat(c.lineFound ? "found, " : "absent, ", c.usable ? "usable, " : "rejected, ",
                copies[static_cast<int>(c.copy)], " [", c.text, "]");
+}
+
+// The answers of a name set to the "?NAME" lines, after the "+NAME" lines
+// before each.
+std::string name_set(Text t)
+{
+    inventory::NameSet set;
+    std::string out;
+    for (const std::string& line : host::split_lines(t, host::FinalRead::Dropped)) {
+        if (!line.empty() && line[0] == '+')
+            set.add(std::string_view(line).substr(1));
+        else if (!line.empty() && line[0] == '?')
+            out += cat(line.substr(1), set.contains(std::string_view(line).substr(1)) ? " yes\n" : " no\n");
+    }
+    return out;
 }
 
 // Each adapter record and its addresses, as the parser left them (the cases
@@ -518,6 +534,7 @@ const Reader kReaders[] = {
     text_reader("gateway_ifcfg", [](Text t) { return configured(gateway::gateway_from_interface_file(t)); }),
     text_reader("dns_list", [](Text t) { return listed(dns::entry_texts(t)); }),
     text_reader("split_words", [](Text t) { return listed(host::split_words(t)); }),
+    text_reader("name_set", name_set), // lines "+NAME" add, "?NAME" ask
     text_reader("vlan_file", [](Text t) { return cat(inventory::vlan_id_in(t), " [", inventory::vlan_file_value(t, "Device: ").value_or("none"), "]"); }),
     text_reader("ping", [](Text t) { _PingResponse r; memset(&r, 0xAA, sizeof r); // and what the reader prints
         const std::string printed = printed_by([&] { diag::read_ping_output(t, &r); });
