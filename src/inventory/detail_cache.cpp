@@ -2,6 +2,7 @@
 // the PCI ID database opens, the driver query socket and the PCI IDs.
 #include "detail_cache.h"
 
+#include "card_table.h"
 #include "host/config_file.h"
 #include "status/status.h"
 
@@ -156,6 +157,16 @@ int DetailCache::pci_ids_status()
     if (database != nullptr)
         fclose(database);
     return pciIdsStatus_;
+}
+
+const char* DetailCache::card_model(int deviceId)
+{
+    if (!cardLooked_ || lastCardId_ != deviceId) {
+        cardLooked_ = true;
+        lastCardId_ = deviceId;
+        lastCardModel_ = card_description(deviceId);
+    }
+    return lastCardModel_;
 }
 
 int DetailCache::socket()

@@ -37,6 +37,10 @@ public:
     // name one after another.
     bool bypass_entry_opens(const char* name);
 
+    // The model of a device ID in the card table (null when not there); the
+    // last one is kept, as the adapters of one model usually come together.
+    const char* card_model(int deviceId);
+
     struct PciIds {
         bool hasVendor = false;
         unsigned int vendor = 0;
@@ -66,6 +70,9 @@ private:
     bool bypassChecked_ = false;
     bool lastBypass_ = false;
     std::string lastBypassName_;
+    bool cardLooked_ = false;
+    int lastCardId_ = 0;
+    const char* lastCardModel_ = nullptr;
     bool pciIdsRead_ = false;
     std::string lastBus_;
     PciIds lastIds_;

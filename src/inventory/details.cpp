@@ -89,7 +89,7 @@ int fill_description(const char* ifName, _NetworkDevice* dev, DetailCache& cache
     long device = strtol(dev->deviceId, nullptr, 16);
     if (device <= kCardTableMaxUnlisted || dev->vendorId != kAdapterVendorId)
         return status::kSuccess;
-    if (const char* model = card_description(static_cast<int>(device)))
+    if (const char* model = cache.card_model(static_cast<int>(device)))
         append_field(dev->description, size, model);
     return status::kSuccess;
 }

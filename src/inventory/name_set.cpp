@@ -6,7 +6,8 @@ namespace inventory {
 
 namespace {
 
-constexpr size_t kFirstSlots = 64;
+// Room for the devices of most hosts without growing.
+constexpr size_t kFirstSlots = 1024;
 
 // FNV-1a: names differ in their last characters (eth0, eth1, ...), which it
 // spreads over the whole value.
@@ -27,13 +28,14 @@ std::string_view NameSet::name_at(uint32_t start) const
     return std::string_view(text_.c_str() + start);
 }
 
-void NameSet::place(uint32_t start)
+// The slot that holds the name, or else the free slot where it would go.
+size_t NameSet::slot_of(std::string_view name) const
 {
     const size_t mask = slots_.size() - 1;
-    size_t slot = name_hash(name_at(start)) & mask;
-    while (slots_[slot] != 0)
+    size_t slot = name_hash(name) & mask;
+    while (slots_[slot] != 0 && name_at(slots_[slot] - 1) != name)
         slot = (slot + 1) & mask;
-    slots_[slot] = start + 1;
+    return slot;
 }
 
 // Kept at most half full, so that a search ends soon at a free slot.
@@ -44,32 +46,27 @@ void NameSet::grow()
     slots_.assign(old.empty() ? kFirstSlots : old.size() * 2, 0);
     for (uint32_t entry : old) {
         if (entry != 0)
-            place(entry - 1);
+            slots_[slot_of(name_at(entry - 1))] = entry;
     }
 }
 
 void NameSet::add(std::string_view name)
 {
-    if (name.find('\0') != std::string_view::npos || text_.size() + name.size() >= UINT32_MAX || contains(name))
+    if (name.find('\0') != std::string_view::npos || text_.size() + name.size() >= UINT32_MAX)
         return;
     if ((count_ + 1) * 2 > slots_.size())
         grow();
-    const auto start = static_cast<uint32_t>(text_.size());
+    const size_t slot = slot_of(name);
+    if (slots_[slot] != 0)
+        return;
+    slots_[slot] = static_cast<uint32_t>(text_.size()) + 1;
     text_.append(name).push_back('\0');
-    place(start);
     ++count_;
 }
 
 bool NameSet::contains(std::string_view name) const
 {
-    if (slots_.empty())
-        return false;
-    const size_t mask = slots_.size() - 1;
-    for (size_t slot = name_hash(name) & mask; slots_[slot] != 0; slot = (slot + 1) & mask) {
-        if (name_at(slots_[slot] - 1) == name)
-            return true;
-    }
-    return false;
+    return !slots_.empty() && slots_[slot_of(name)] != 0;
 }
 
 } // namespace inventory

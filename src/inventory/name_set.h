@@ -19,7 +19,7 @@ public:
 
 private:
     void grow();
-    void place(uint32_t start);
+    size_t slot_of(std::string_view name) const;
     std::string_view name_at(uint32_t start) const;
 
     std::string text_;

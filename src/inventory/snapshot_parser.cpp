@@ -88,16 +88,21 @@ public:
 
     // Returns devCount, -1 or 99. Each line is a view into `text`, read in
     // place: the snapshot is not copied, line by line or whole.
+    // What no line has when the whole text lacks it is not looked for in
+    // each line: a NUL, and ".bak".
     int parse(const std::string& text)
     {
+        const bool mayHoldNul = text.find('\0') != std::string::npos;
+        const bool mayHoldBackup = has(text, ".bak");
         for (size_t start = 0; start < text.size();) {
             const size_t end = std::min(text.find('\n', start), text.size());
             std::string_view line(text.data() + start, end - start);
             start = end + 1;
-            line = line.substr(0, line.find('\0'));
+            if (mayHoldNul)
+                line = line.substr(0, line.find('\0'));
             if (line.empty())
                 break;
-            if (is_annotation(line) || has(line, ".bak"))
+            if (is_annotation(line) || (mayHoldBackup && has(line, ".bak")))
                 continue;
             int result = take(line);
             if (result != status::kSuccess)
