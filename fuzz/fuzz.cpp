@@ -117,7 +117,7 @@ _NetworkDevice* parsed(const std::string& text, int withAddresses, const invento
 // The link snapshot parser on any "ip addr show" text, with and without
 // addresses. Differential: a listing made for one adapter gives the same
 // records, that adapter's whole (addresses too), the others' names, flags,
-// MTU and MAC.
+// MTU and MAC; the text read line by line as copies gives the same records.
 void snapshot(Data& data)
 {
     static NetworkAdapter adapter; // sets the list link size
@@ -146,8 +146,25 @@ void snapshot(Data& data)
             CHECK(x == y);
         }
         CHECK(a == b);
+        // The text as a line reader gives it (each line copied and cut at a
+        // NUL) reads the same as the text read in place.
+        std::string copied;
+        for (const std::string& line : lines_of(text, true))
+            copied += line + "\n";
+        int copiedCount = 0;
+        _NetworkDevice* reread = parsed(copied, withAddresses, {}, copiedCount);
+        CHECK(copiedCount == count);
+        for (a = full, b = reread; a != nullptr && b != nullptr; a = a->next, b = b->next) {
+            CHECK(memcmp(a, b, offsetof(_NetworkDevice, ipList)) == 0);
+            const _IpAddress *x = a->ipList, *y = b->ipList;
+            for (; x != nullptr && y != nullptr; x = x->next, y = y->next)
+                CHECK(memcmp(x, y, offsetof(_IpAddress, next)) == 0);
+            CHECK(x == y);
+        }
+        CHECK(a == b);
         free_NetDev_List(full);
         free_NetDev_List(listed);
+        free_NetDev_List(reread);
     }
 }
 
