@@ -22,6 +22,7 @@ namespace {
 constexpr const char* kPciDevicesDir = "/sys/bus/pci/devices/";
 constexpr const char* kClassNetDir = "/sys/class/net";
 constexpr const char* kVirtualNetDir = "/sys/devices/virtual/net";
+constexpr unsigned kLinkLookupsFirst = 8;
 
 int open_directory(const char* path)
 {
@@ -104,11 +105,12 @@ bool DetailCache::bypass_entry_opens(const char* name)
 // /sys/devices/virtual/net/NAME. Both directories show the devices of one
 // network namespace, whose names are unique: where the virtual devices'
 // directory lists NAME, the entry is opened there, two names to walk instead
-// of the link's seven. Other devices, and the first lookup of a listing (a
-// single lookup does not pay for reading the directory), go through the link.
+// of the link's seven. Other devices, and the first lookups of a listing (a
+// host of a few adapters does not pay for reading the directory), go through
+// the link.
 bool DetailCache::class_net_entry_opens(const char* name, const char* entry)
 {
-    if (++classNetLookups_ > 1 && is_plain_entry_name(name) && is_virtual_device(name)) {
+    if (++classNetLookups_ > kLinkLookupsFirst && is_plain_entry_name(name) && is_virtual_device(name)) {
         path_.assign(name).append("/").append(entry);
         return opens_for_reading(dirfd(virtualNetDir_), path_.c_str());
     }
