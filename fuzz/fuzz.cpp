@@ -114,6 +114,16 @@ _NetworkDevice* parsed(const std::string& text, int withAddresses, const invento
     return head;
 }
 
+// Two records alike, addresses and all.
+void check_same_record(const _NetworkDevice* a, const _NetworkDevice* b)
+{
+    CHECK(memcmp(a, b, offsetof(_NetworkDevice, ipList)) == 0);
+    const _IpAddress *x = a->ipList, *y = b->ipList;
+    for (; x != nullptr && y != nullptr; x = x->next, y = y->next)
+        CHECK(memcmp(x, y, offsetof(_IpAddress, next)) == 0);
+    CHECK(x == y);
+}
+
 // The link snapshot parser on any "ip addr show" text, with and without
 // addresses. Differential: a listing made for one adapter gives the same
 // records, that adapter's whole (addresses too), the others' names, flags,
@@ -123,45 +133,30 @@ void snapshot(Data& data)
     static NetworkAdapter adapter; // sets the list link size
     const size_t pick = data.ConsumeIntegralInRange<size_t>(0, 8);
     const std::string text = data.ConsumeRemainingBytesAsString();
+    // The text as a line reader gives it: each line copied and cut at a NUL.
+    std::string copied;
+    for (const std::string& line : lines_of(text, true))
+        copied += line + "\n";
     for (int withAddresses = 0; withAddresses < 2; ++withAddresses) {
-        int count = 0, wantedCount = 0;
+        int count = 0, wantedCount = 0, copiedCount = 0;
         _NetworkDevice* full = parsed(text, withAddresses, {}, count);
         _NetworkDevice* one = full;
         for (size_t i = 0; i < pick && one->next != nullptr; ++i)
             one = one->next;
         const std::string name = one->ifName;
         _NetworkDevice* listed = parsed(text, withAddresses, {name.c_str(), ""}, wantedCount);
-        CHECK(count == wantedCount);
-        const _NetworkDevice *a = full, *b = listed;
-        for (; a != nullptr && b != nullptr; a = a->next, b = b->next) {
+        _NetworkDevice* reread = parsed(copied, withAddresses, {}, copiedCount);
+        CHECK(count == wantedCount && count == copiedCount);
+        const _NetworkDevice *a = full, *b = listed, *c = reread;
+        for (; a != nullptr && b != nullptr && c != nullptr; a = a->next, b = b->next, c = c->next) {
             CHECK(memcmp(a->ifName, b->ifName, sizeof a->ifName) == 0 && a->mtu == b->mtu
                   && a->isEnabled == b->isEnabled);
             CHECK(memcmp(a->macAddr, b->macAddr, sizeof a->macAddr + sizeof a->macAddrStr) == 0);
-            if (name != a->ifName)
-                continue;
-            CHECK(memcmp(a, b, offsetof(_NetworkDevice, ipList)) == 0);
-            const _IpAddress *x = a->ipList, *y = b->ipList;
-            for (; x != nullptr && y != nullptr; x = x->next, y = y->next)
-                CHECK(memcmp(x, y, offsetof(_IpAddress, next)) == 0);
-            CHECK(x == y);
+            check_same_record(a, c);
+            if (name == a->ifName)
+                check_same_record(a, b);
         }
-        CHECK(a == b);
-        // The text as a line reader gives it (each line copied and cut at a
-        // NUL) reads the same as the text read in place.
-        std::string copied;
-        for (const std::string& line : lines_of(text, true))
-            copied += line + "\n";
-        int copiedCount = 0;
-        _NetworkDevice* reread = parsed(copied, withAddresses, {}, copiedCount);
-        CHECK(copiedCount == count);
-        for (a = full, b = reread; a != nullptr && b != nullptr; a = a->next, b = b->next) {
-            CHECK(memcmp(a, b, offsetof(_NetworkDevice, ipList)) == 0);
-            const _IpAddress *x = a->ipList, *y = b->ipList;
-            for (; x != nullptr && y != nullptr; x = x->next, y = y->next)
-                CHECK(memcmp(x, y, offsetof(_IpAddress, next)) == 0);
-            CHECK(x == y);
-        }
-        CHECK(a == b);
+        CHECK(a == nullptr && b == nullptr && c == nullptr);
         free_NetDev_List(full);
         free_NetDev_List(listed);
         free_NetDev_List(reread);
