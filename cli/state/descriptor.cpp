@@ -11,17 +11,24 @@ Descriptor::~Descriptor()
         close(fd_);
 }
 
-bool read_all(int fd, std::string& bytes, size_t limit)
+ReadStep read_some(int fd, std::string& bytes)
 {
     char buffer[65536];
+    const ssize_t got = read(fd, buffer, sizeof buffer);
+    if (got == 0)
+        return ReadStep::End;
+    if (got < 0)
+        return errno == EINTR ? ReadStep::More : ReadStep::Failed;
+    bytes.append(buffer, static_cast<size_t>(got));
+    return ReadStep::More;
+}
+
+bool read_all(int fd, std::string& bytes, size_t limit)
+{
     for (;;) {
-        const ssize_t got = read(fd, buffer, sizeof buffer);
-        if (got == 0)
-            return true;
-        if (got < 0 && errno != EINTR)
-            return false;
-        if (got > 0)
-            bytes.append(buffer, static_cast<size_t>(got));
+        const ReadStep step = read_some(fd, bytes);
+        if (step != ReadStep::More)
+            return step == ReadStep::End;
         if (bytes.size() > limit)
             return false;
     }

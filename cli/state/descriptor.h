@@ -21,6 +21,10 @@ private:
     int fd_;
 };
 
+enum class ReadStep { More, End, Failed };
+// One read's worth appended (nothing on EINTR): More, or the end of the
+// file, or an error.
+ReadStep read_some(int fd, std::string& bytes);
 // Appends everything up to the end of the file; false on an error or past
 // `limit` bytes.
 bool read_all(int fd, std::string& bytes, size_t limit = SIZE_MAX);

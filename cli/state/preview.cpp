@@ -801,7 +801,6 @@ void detach_standard_streams()
 bool receive(int in, std::string& bytes)
 {
     const time_t deadline = time(nullptr) + kPreviewSeconds;
-    char buffer[65536];
     for (time_t now = time(nullptr); now < deadline; now = time(nullptr)) {
         pollfd waiting{in, POLLIN, 0};
         const int ready = poll(&waiting, 1, static_cast<int>(deadline - now) * 1000);
@@ -809,13 +808,9 @@ bool receive(int in, std::string& bytes)
             continue;
         if (ready <= 0)
             return false;
-        const ssize_t got = read(in, buffer, sizeof buffer);
-        if (got == 0)
-            return true;
-        if (got < 0 && errno != EINTR)
-            return false;
-        if (got > 0)
-            bytes.append(buffer, static_cast<size_t>(got));
+        const ReadStep step = read_some(in, bytes);
+        if (step != ReadStep::More)
+            return step == ReadStep::End;
     }
     return false;
 }

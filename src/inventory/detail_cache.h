@@ -62,7 +62,8 @@ private:
     int socket_ = -2;
     int configDir_ = -2;
     int classNetDir_ = -2;
-    // The names listed in /sys/devices/virtual/net, read at the second lookup.
+    // The names listed in /sys/devices/virtual/net, read once the first
+    // lookups of a listing went through the links.
     bool virtualNamesRead_ = false;
     DIR* virtualNetDir_ = nullptr;
     NameSet virtualNames_;
